@@ -1,0 +1,46 @@
+# Every compiler and linker flag of the project is here, carried by three interface targets.
+include(CTest)
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET default)
+
+# A tree installed under any prefix finds its own libraries.
+set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+set(CMAKE_INSTALL_LIBDIR lib)
+set(CMAKE_INSTALL_RPATH "$ORIGIN/../lib")
+
+set(POE_SANITIZE "" CACHE STRING "Sanitizers for everything but the preload library: address,undefined or thread")
+option(POE_COVERAGE "Build with clang's source-based coverage" OFF)
+
+add_library(poe_build INTERFACE)
+target_compile_features(poe_build INTERFACE cxx_std_20)
+target_compile_options(poe_build INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow
+    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety;-Wthread-safety-beta>)
+
+# Sanitizers and coverage apart from poe_build, because the preload library must load into uninstrumented shells too.
+add_library(poe_instrumented INTERFACE)
+if(POE_SANITIZE)
+    target_compile_options(poe_instrumented INTERFACE
+        -fsanitize=${POE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(poe_instrumented INTERFACE -fsanitize=${POE_SANITIZE})
+endif()
+if(POE_COVERAGE)
+    target_compile_options(poe_instrumented INTERFACE -fprofile-instr-generate -fcoverage-mapping)
+    target_link_options(poe_instrumented INTERFACE -fprofile-instr-generate)
+endif()
+
+# What runs as root for years: full RELRO, immediate binding, stack protector, checked libc calls.
+add_library(poe_hardened INTERFACE)
+target_compile_options(poe_hardened INTERFACE -fstack-protector-strong)
+target_link_options(poe_hardened INTERFACE LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
+if(NOT POE_SANITIZE)
+    target_compile_options(poe_hardened INTERFACE $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
+                                                  $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+endif()
+
+# The daemon's own dialect: no exceptions, no run-time type information, and nothing of the C++ library at run time.
+add_library(poe_daemon_dialect INTERFACE)
+target_compile_options(poe_daemon_dialect INTERFACE -fno-exceptions -fno-rtti -fno-threadsafe-statics)
+target_link_libraries(poe_daemon_dialect INTERFACE poe_build poe_instrumented poe_hardened)
