@@ -102,7 +102,7 @@ inline constexpr std::uint16_t default_power_budget = 300;
 extern std::uint16_t g_poe_power_budget;
 
 // Power bank parameters: 32 bits that clients set and read whole. Written by the supervision thread without a lock.
-struct pwr_bnk_pmt {
+struct alignas(4) pwr_bnk_pmt {
     std::uint16_t limit_w;
     std::uint16_t second;          // kept and reported
 };
