@@ -1,6 +1,7 @@
 #include "platform/system.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -136,6 +137,13 @@ int system_open_pipe(const char* path) { return open(path, O_RDWR | O_NONBLOCK |
 
 std::ptrdiff_t system_write(int descriptor, const void* data, std::size_t length) {
     return write(descriptor, data, length);
+}
+
+void system_prepare_process() {
+    std::signal(SIGPIPE, SIG_IGN);
+    for (int standard = STDIN_FILENO; standard <= STDERR_FILENO; standard++) {
+        if (fcntl(standard, F_GETFD) == -1) open("/dev/null", O_RDWR);
+    }
 }
 
 void system_shell(const char* command) {

@@ -64,6 +64,11 @@ std::ptrdiff_t system_write(int descriptor, const void* data, std::size_t length
 
 // --- process ----------------------------------------------------------------------------------------------------------
 
+// Makes the process safe to run for years under any parent: a broken pipe never ends it, and standard input, output and
+// error are open (on /dev/null where the parent left them closed), so that no socket or device takes their numbers.
+// Called first of all.
+void system_prepare_process();
+
 // Runs a command with the system's shell; its result is nobody's business.
 void system_shell(const char* command);
 
