@@ -7,8 +7,8 @@
 // A local-socket address as the kernel lays it out. A name of fewer than 108 bytes ends with a zero; a path that fills
 // all 108 does not. A sender without a name has none of either; an abstract name begins with a zero.
 struct ipc_peer {
-    std::uint16_t family;            // 0
-    char path[108];                  // 2
+    std::uint16_t family;  // 0
+    char path[108];        // 2
 };
 static_assert(sizeof(ipc_peer) == 110 && offsetof(ipc_peer, path) == 2);
 
