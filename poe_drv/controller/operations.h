@@ -10,8 +10,7 @@
 
 #include "core/locks.h"
 
-// --- reading
-// ----------------------------------------------------------------------------------------------------------
+// --- reading ---
 
 // Voltage in 0.1 V, current and power as the controller counts them, temperature in 0.1 degree Celsius. Nothing is
 // written to `spare`.
@@ -64,8 +63,7 @@ int poe_get_port_priority(std::uint8_t port, std::uint8_t* priority) REQUIRES(co
 // Tenths of a watt. Nothing in the daemon calls it.
 int poe_get_port_power_limit(std::uint8_t port, std::uint32_t* limit) REQUIRES(controller_user);
 
-// --- writing
-// ----------------------------------------------------------------------------------------------------------
+// --- writing ---
 
 // Stores the controller's running configuration in its own memory.
 int poe_save_system_settings() REQUIRES(controller_user);

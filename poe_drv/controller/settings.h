@@ -8,16 +8,14 @@
 
 #include "core/locks.h"
 
-// --- keys of _rtl_global_set
-// --------------------------------------------------------------------------------------------
+// --- keys of _rtl_global_set ---
 inline constexpr std::uint8_t key_global_power_off = 0x00;  // also clears every port's auto-off mark
 inline constexpr std::uint8_t key_global_reset = 0x02;      // value 1; slow
 inline constexpr std::uint8_t key_pm_method = 0x10;
 inline constexpr std::uint8_t key_system_mask = 0x11;
 inline constexpr std::uint8_t key_event_code = 0x16;
 
-// --- keys of _rtl_port_set
-// ----------------------------------------------------------------------------------------------
+// --- keys of _rtl_port_set ---
 inline constexpr std::uint8_t key_port_power_state = 0x01;  // 0 off, 1 on, 0xFF unknown
 inline constexpr std::uint8_t key_port_power_limit = 0x14;  // steps of 400 mW
 inline constexpr std::uint8_t key_port_priority = 0x15;     // 3 critical, 2 high, 0 low

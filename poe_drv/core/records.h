@@ -12,8 +12,7 @@
 #include "core/locks.h"
 #include "core/relaxed.h"
 
-// --- ports
-// ------------------------------------------------------------------------------------------------------------
+// --- ports ---
 
 inline constexpr std::size_t port_count = 4;
 inline constexpr std::uint8_t all_ports = 128;  // every port (or every power bank) in a controller operation
@@ -23,8 +22,7 @@ inline constexpr std::size_t pair_set_count = 2;
 inline constexpr std::array<std::uint8_t, port_count> POE_SW2PAIR_A{0, 2, 4, 6};
 inline constexpr std::array<std::uint8_t, port_count> POE_SW2PAIR_B{1, 3, 5, 7};
 
-// --- port parameters
-// --------------------------------------------------------------------------------------------------
+// --- port parameters ---
 
 // What a port is asked to do. Written by the supervision thread alone, field by field, without a lock.
 struct port_pmt {
@@ -39,8 +37,7 @@ struct port_pmt {
 };
 extern std::array<port_pmt, port_count> g_port_pmt;
 
-// --- port status
-// ------------------------------------------------------------------------------------------------------
+// --- port status ---
 
 // One pair set of a port: 6 words of the port's record.
 struct channel_stu {
@@ -77,8 +74,7 @@ static_assert(offsetof(port_stu, status) == 4 * 2 && offsetof(port_stu, port_typ
               offsetof(port_stu, channel) == 4 * 8 && offsetof(port_stu, event_totals) == 4 * 20);
 extern std::array<port_stu, port_count> g_port_stu GUARDED_BY(g_mutex_poe_tick_thread);
 
-// --- the system
-// -------------------------------------------------------------------------------------------------------
+// --- the system ---
 
 // What the system is asked to do: 6 bytes in the order clients know. Written by the supervision thread alone, without a
 // lock. Bytes 1, 2, 4 and 5 are kept and reported for other processes; byte 1 never changes.
@@ -121,22 +117,19 @@ struct port_pwr_re_en {
 };
 extern std::array<port_pwr_re_en, port_count> g_port_pwr_re_en GUARDED_BY(g_mutex_poe_tick_thread);
 
-// --- bitmaps, bit n = port n, handled through the bitmap functions only
-// ---------------------------------------------------
+// --- bitmaps, bit n = port n, handled through the bitmap functions only ---
 
 extern unsigned char g_port_led_stu;  // LED lit; supervision thread only
 extern unsigned char g_port_led_blk;  // LED blinking; supervision thread only
 extern unsigned char
     g_port_pwr_auto_off;  // switched off automatically; written by the supervision thread, without a lock
 
-// --- start-up trap, supervision thread only
-// ----------------------------------------------------------------------------
+// --- start-up trap, supervision thread only ---
 
 extern std::uint8_t poe_drv_do_sent_startup_trap;       // it is being sent in the current pass
 extern std::uint8_t poe_drv_already_sent_startup_trap;  // it has been sent; changes are reported from now on
 
-// --- diagnostics
-// -------------------------------------------------------------------------------------------------------
+// --- diagnostics ---
 
 // The deepest the set queue has ever been. Stored under the share-data lock, read without it.
 extern relaxed<std::uint32_t> g_dbg_read_mixed_info;

@@ -12,8 +12,7 @@
 #include "core/port_parameter_block.h"
 #include "core/wire.h"
 
-// --- message types
-// ----------------------------------------------------------------------------------------------------
+// --- message types ---
 
 // 128 and above are configuration requests; of those below, only the clear request changes anything.
 enum class ipc_type : std::uint8_t {
@@ -48,8 +47,7 @@ enum class ipc_type : std::uint8_t {
 inline constexpr std::uint8_t one_port_stu_reply_type = 134;
 inline constexpr std::uint8_t all_port_stu_reply_type = 1;
 
-// --- the envelope
-// -----------------------------------------------------------------------------------------------------
+// --- the envelope ---
 
 inline constexpr std::uint8_t result_accepted = 0;
 inline constexpr std::uint8_t result_rejected = 1;  // bad port number or bad value
@@ -64,8 +62,7 @@ static_assert(wire_record<ipc_envelope, 8> && offsetof(ipc_envelope, result) == 
 // The longest message in either direction.
 inline constexpr std::size_t longest_message = 2352;
 
-// --- parameters
-// -------------------------------------------------------------------------------------------------------
+// --- parameters ---
 
 inline constexpr std::size_t ipc_port_count = 4;
 
@@ -131,8 +128,7 @@ struct port_bitmap_message {  // type 143 and type 83 requests
 };
 static_assert(wire_record<port_bitmap_message, 9>);
 
-// --- status
-// -----------------------------------------------------------------------------------------------------------
+// --- status ---
 
 struct system_status_block {
     le32 total_mw;              //  0
@@ -216,8 +212,7 @@ struct re_enable_message {                              // type 15 reply
 };
 static_assert(wire_record<re_enable_message, 44>);
 
-// --- diagnostics
-// ------------------------------------------------------------------------------------------------------
+// --- diagnostics ---
 
 struct communication_info_message {  // type 12 reply
     ipc_envelope envelope;           // 0
@@ -239,8 +234,7 @@ struct read_mixed_info_message {  // type 13 reply
 };
 static_assert(wire_record<read_mixed_info_message, 12>);
 
-// --- energy record
-// ----------------------------------------------------------------------------------------------------
+// --- energy record ---
 
 inline constexpr std::size_t minute_slot_count = 60;
 inline constexpr std::size_t half_hour_slot_count = 48;

@@ -90,8 +90,7 @@ world_test::world_test() {
     the_world = test_world{};
 }
 
-// --- platform/system.h
-// --------------------------------------------------------------------------------------------------
+// --- platform/system.h ---
 
 int system_open_device(const char* path) {
     tell(std::string("open ") + path);
@@ -231,8 +230,7 @@ void system_return_free_memory() {
     the_world.memory_returns++;
 }
 
-// --- the libraries that a switch may replace
-// ------------------------------------------------------------------------------
+// --- the libraries that a switch may replace ---
 
 int link_mon_intf_param_get(void* record) {
     the_world.link_queries++;
