@@ -1,0 +1,1 @@
+#include "supervision/cycle.h"

@@ -1,0 +1,3 @@
+#include "ipc/set_queue.h"
+
+bool queue_is_empty() { return __g_poe_set_data == nullptr; }
