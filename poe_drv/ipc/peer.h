@@ -13,3 +13,8 @@ struct ipc_peer {
 static_assert(sizeof(ipc_peer) == 110 && offsetof(ipc_peer, path) == 2);
 
 inline constexpr std::uint16_t local_address_family = 1;
+
+// Can a datagram be sent to it? Not to a sender without a name, nor to one whose name is no path.
+constexpr bool has_path(const ipc_peer& peer) {
+    return peer.family == local_address_family && peer.path[0] != '\0';
+}
