@@ -39,5 +39,6 @@ void stress_test_round(stress_totals& totals) {
 
 void for_check_cpld_hardware() {
     stress_totals totals{};
-    for (;;) stress_test_round(totals);
+    for (;;)
+        stress_test_round(totals);
 }

@@ -10,7 +10,7 @@
 
 #include "core/locks.h"
 
-// --- reading ----------------------------------------------------------------------------------------------------------
+// --- reading ---
 
 // Voltage in 0.1 V, current and power as the controller counts them, temperature in 0.1 degree Celsius. Nothing is
 // written to `spare`.
@@ -32,8 +32,8 @@ int poe_get_channel_measurements(std::uint8_t channel, std::uint16_t* voltage1, 
 // Status of both pair sets of a port, in one answer; called with the port number. The outputs are the answer's bytes
 // 6, 5, 3, 4 and 10, 9, 7, 8.
 int poe_get_new_channel_status(std::uint8_t channel, std::uint8_t* o1, std::uint8_t* o2, std::uint8_t* o3,
-                               std::uint8_t* o4, std::uint8_t* o5, std::uint8_t* o6, std::uint8_t* o7,
-                               std::uint8_t* o8) REQUIRES(controller_user);
+                               std::uint8_t* o4, std::uint8_t* o5, std::uint8_t* o6, std::uint8_t* o7, std::uint8_t* o8)
+    REQUIRES(controller_user);
 
 int poe_get_pm_method(std::uint8_t* method) REQUIRES(controller_user);
 
@@ -63,7 +63,7 @@ int poe_get_port_priority(std::uint8_t port, std::uint8_t* priority) REQUIRES(co
 // Tenths of a watt. Nothing in the daemon calls it.
 int poe_get_port_power_limit(std::uint8_t port, std::uint32_t* limit) REQUIRES(controller_user);
 
-// --- writing ----------------------------------------------------------------------------------------------------------
+// --- writing ---
 
 // Stores the controller's running configuration in its own memory.
 int poe_save_system_settings() REQUIRES(controller_user);
@@ -94,8 +94,8 @@ int poe_set_power_limit_for_channels(std::uint8_t port, std::uint32_t milliwatts
 int poe_set_port_parameters(std::uint8_t port, std::uint8_t enable, std::uint32_t milliwatts, std::uint8_t priority)
     REQUIRES(controller_user);
 
-// Inline mode 0..4 of one port, or of all with 128: up to five settings, then the CPLD's inline-mode register. A mode of
-// 5 and above sends nothing to the controller.
+// Inline mode 0..4 of one port, or of all with 128: up to five settings, then the CPLD's inline-mode register. A mode
+// of 5 and above sends nothing to the controller.
 int poe_set_inline_mode(std::uint8_t port, std::uint8_t mode) REQUIRES(controller_user);
 
 // Switches one port, or all with 128, on (1) or off (0) and reprograms the inline mode, whose failure comes first.

@@ -1,5 +1,6 @@
 // One function a read command of the controller. Each builds its request, asks once through the transport, decodes the
-// answer into the caller's record only when the status is 0, reports a failure under its own name and returns the status.
+// answer into the caller's record only when the status is 0, reports a failure under its own name and returns the
+// status.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 // One function a write command of the controller. Each builds its request, asks once through the transport, reports a
-// failure under its own name and returns 0 or a negative controller status; -14 when the controller answered but refused
-// the setting (a 1 in a result byte).
+// failure under its own name and returns 0 or a negative controller status; -14 when the controller answered but
+// refused the setting (a 1 in a result byte).
 #pragma once
 
 #include <array>
@@ -8,17 +8,17 @@
 
 #include "core/locks.h"
 
-// --- keys of _rtl_global_set --------------------------------------------------------------------------------------------
-inline constexpr std::uint8_t key_global_power_off = 0x00;       // also clears every port's auto-off mark
-inline constexpr std::uint8_t key_global_reset = 0x02;           // value 1; slow
+// --- keys of _rtl_global_set ---
+inline constexpr std::uint8_t key_global_power_off = 0x00;  // also clears every port's auto-off mark
+inline constexpr std::uint8_t key_global_reset = 0x02;      // value 1; slow
 inline constexpr std::uint8_t key_pm_method = 0x10;
 inline constexpr std::uint8_t key_system_mask = 0x11;
 inline constexpr std::uint8_t key_event_code = 0x16;
 
-// --- keys of _rtl_port_set ----------------------------------------------------------------------------------------------
-inline constexpr std::uint8_t key_port_power_state = 0x01;       // 0 off, 1 on, 0xFF unknown
-inline constexpr std::uint8_t key_port_power_limit = 0x14;       // steps of 400 mW
-inline constexpr std::uint8_t key_port_priority = 0x15;          // 3 critical, 2 high, 0 low
+// --- keys of _rtl_port_set ---
+inline constexpr std::uint8_t key_port_power_state = 0x01;  // 0 off, 1 on, 0xFF unknown
+inline constexpr std::uint8_t key_port_power_limit = 0x14;  // steps of 400 mW
+inline constexpr std::uint8_t key_port_priority = 0x15;     // 3 critical, 2 high, 0 low
 inline constexpr std::uint8_t key_inline_mode_08 = 0x08;
 inline constexpr std::uint8_t key_inline_mode_0f = 0x0F;
 inline constexpr std::uint8_t key_inline_mode_0c = 0x0C;
@@ -32,8 +32,7 @@ using four_bytes = std::array<std::uint8_t, 4>;
 int _rtl_global_set(std::uint8_t key, std::uint8_t value) REQUIRES(controller_user);
 
 // `power` in 0.1 W; `extra` is always 0 in this daemon.
-int _rtl_global_power_source_set(std::uint8_t bank, std::uint16_t power, std::uint16_t extra)
-    REQUIRES(controller_user);
+int _rtl_global_power_source_set(std::uint8_t bank, std::uint16_t power, std::uint16_t extra) REQUIRES(controller_user);
 
 int _rtl_port_mapping_enable_set(std::uint8_t enable, std::uint8_t count) REQUIRES(controller_user);
 

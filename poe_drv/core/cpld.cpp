@@ -1,6 +1,5 @@
 #include "core/cpld.h"
 
-
 #include "core/diagnostics.h"
 #include "core/paths.h"
 #include "platform/system.h"
@@ -12,15 +11,15 @@ constexpr unsigned long ioc_cpld_write_mask = 0x8003D203;
 constexpr unsigned long ioc_cpld_read = 0x4002D201;
 
 struct cpld_masked_write {
-    std::uint8_t register_number;    // 0
-    std::uint8_t value;              // 1
-    std::uint8_t mask;               // 2  only the bits set here change
+    std::uint8_t register_number;  // 0
+    std::uint8_t value;            // 1
+    std::uint8_t mask;             // 2  only the bits set here change
 };
 static_assert(sizeof(cpld_masked_write) == 3);
 
 struct cpld_read {
-    std::uint8_t register_number;    // 0
-    std::uint8_t value;              // 1  filled in by the driver
+    std::uint8_t register_number;  // 0
+    std::uint8_t value;            // 1  filled in by the driver
 };
 static_assert(sizeof(cpld_read) == 2);
 

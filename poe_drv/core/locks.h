@@ -60,7 +60,9 @@ struct CAPABILITY("role") role {};
 extern role controller_user;
 
 // Said by the two that are entitled to it: the bring-up, and the supervision thread.
-inline void i_am_the(role& entitled) ASSERTS_CAPABILITY(entitled) { (void)entitled; }
+inline void i_am_the(role& entitled) ASSERTS_CAPABILITY(entitled) {
+    (void)entitled;
+}
 
 // Said during start-up, before any thread exists and before the tick lock is initialised: the shared records are the
 // caller's alone, as if it held the lock.

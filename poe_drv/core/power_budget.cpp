@@ -10,13 +10,18 @@ namespace {
 
 constexpr std::uint32_t largest_budget_w = 65535;
 
-constexpr bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
+constexpr bool is_space(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+constexpr bool is_digit(char c) {
+    return c >= '0' && c <= '9';
+}
 
 }  // namespace
 
 std::optional<std::uint16_t> parse_power_budget(std::string_view text) {
-    while (!text.empty() && is_space(text.front())) text.remove_prefix(1);
+    while (!text.empty() && is_space(text.front()))
+        text.remove_prefix(1);
     if (text.empty() || !is_digit(text.front())) return std::nullopt;
     std::uint32_t watts = 0;
     for (; !text.empty() && is_digit(text.front()); text.remove_prefix(1)) {

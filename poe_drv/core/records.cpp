@@ -55,7 +55,8 @@ int poe_parameter_init() {
     g_sys_pwr_stu.remaining_mw = g_poe_power_budget * mw_per_watt;
     g_sys_pwr_stu.total_mw = g_poe_power_budget * mw_per_watt;
 
-    for (std::uint8_t port = 0; port < port_count; port++) set_default_port_parameters(port);
+    for (std::uint8_t port = 0; port < port_count; port++)
+        set_default_port_parameters(port);
 
     g_port_stu = {};
     for (std::uint8_t port = 0; port < port_count; port++) {

@@ -19,5 +19,6 @@ void poe_tick_once() {
 
 void* poe_tick_thread(void*) {
     g_poe_thread_tick_cnt.set(0);
-    for (;;) poe_tick_once();
+    for (;;)
+        poe_tick_once();
 }

@@ -15,12 +15,11 @@ struct wire_number {
     static_assert(std::is_unsigned_v<number>);
     std::uint8_t bytes[sizeof(number)];
 
-    static constexpr std::size_t at(std::size_t i) {
-        return order == std::endian::little ? i : sizeof(number) - 1 - i;
-    }
+    static constexpr std::size_t at(std::size_t i) { return order == std::endian::little ? i : sizeof(number) - 1 - i; }
     constexpr operator number() const {  // reads like the number it is
         std::uint64_t value = 0;
-        for (std::size_t i = 0; i < sizeof(number); i++) value |= std::uint64_t{bytes[at(i)]} << (8 * i);
+        for (std::size_t i = 0; i < sizeof(number); i++)
+            value |= std::uint64_t{bytes[at(i)]} << (8 * i);
         return static_cast<number>(value);
     }
     constexpr wire_number& operator=(number value) {

@@ -16,4 +16,6 @@ int poe_thread_init_and_start() {
     return system_start_thread(poe_talk_with_kernel_thread);
 }
 
-int poe_thread_power_usage_start() { return system_start_thread(poe_power_usage_with_thread); }
+int poe_thread_power_usage_start() {
+    return system_start_thread(poe_power_usage_with_thread);
+}

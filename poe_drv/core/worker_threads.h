@@ -7,6 +7,6 @@
 #pragma once
 
 // Each returns the thread creation's result: 0, or an error number. Main thread.
-int poe_thread_tick_init_and_start();    // initialises the tick lock first
-int poe_thread_init_and_start();         // initialises the share-data lock first
-int poe_thread_power_usage_start();      // nothing calls it: this product does not sample
+int poe_thread_tick_init_and_start();  // initialises the tick lock first
+int poe_thread_init_and_start();       // initialises the share-data lock first
+int poe_thread_power_usage_start();    // nothing calls it: this product does not sample

@@ -2,8 +2,8 @@
 //
 // Main thread only, one request at a time. A handler sends exactly one reply and returns 0 (served) or -4 (rejected,
 // after a reply with result byte 1). It takes the tick lock, alone, while it copies shared records, and never holds a
-// lock while it sends. `peer` is the sender's address as the receive delivered it; `message` is the whole datagram, except
-// where a declaration says payload: then it points at message offset 8.
+// lock while it sends. `peer` is the sender's address as the receive delivered it; `message` is the whole datagram,
+// except where a declaration says payload: then it points at message offset 8.
 #pragma once
 
 inline constexpr int request_served = 0;

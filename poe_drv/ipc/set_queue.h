@@ -1,6 +1,7 @@
 // The set queue: the one channel between the main thread, which pushes accepted configuration requests, and the
 // supervision thread, which pops and applies them, oldest first. Each record is one allocation and a verbatim copy of
-// its request. Push and pop take constant time at any depth; once a burst has drained, its memory goes back to the system.
+// its request. Push and pop take constant time at any depth; once a burst has drained, its memory goes back to the
+// system.
 #pragma once
 
 #include <cstddef>
@@ -13,9 +14,9 @@
 inline constexpr std::size_t longest_set_record = 56;
 
 struct set_record {
-    set_record* older;                               // null in the oldest
-    set_record* newer;                               // null in the newest
-    unsigned char data[longest_set_record];          // the request, envelope included; bytes past its length are undefined
+    set_record* older;                       // null in the oldest
+    set_record* newer;                       // null in the newest
+    unsigned char data[longest_set_record];  // the request, envelope included; bytes past its length are undefined
 };
 
 // The newest record; null when the queue is empty.

@@ -2,7 +2,9 @@
 
 namespace {
 
-unsigned char mask_of(int bit) { return static_cast<unsigned char>(1u << (bit % 8)); }
+unsigned char mask_of(int bit) {
+    return static_cast<unsigned char>(1u << (bit % 8));
+}
 
 }  // namespace
 
@@ -20,9 +22,11 @@ int utilBitmapCheck(const unsigned char* bitmap, int bit) {
 }
 
 void utilBitmapSetAll(unsigned char* bitmap, int bytes) {
-    for (int i = 0; i < bytes; i++) __atomic_store_n(&bitmap[i], static_cast<unsigned char>(0xFF), __ATOMIC_RELAXED);
+    for (int i = 0; i < bytes; i++)
+        __atomic_store_n(&bitmap[i], static_cast<unsigned char>(0xFF), __ATOMIC_RELAXED);
 }
 
 void utilBitmapClearAll(unsigned char* bitmap, int bytes) {
-    for (int i = 0; i < bytes; i++) __atomic_store_n(&bitmap[i], static_cast<unsigned char>(0), __ATOMIC_RELAXED);
+    for (int i = 0; i < bytes; i++)
+        __atomic_store_n(&bitmap[i], static_cast<unsigned char>(0), __ATOMIC_RELAXED);
 }

@@ -1,8 +1,8 @@
 // libOrvCom: bitmaps as byte arrays. Bit k is bit (k mod 8), counted from the least significant, of byte (k div 8).
 // A switch's own copy of the library takes the place of ours without a rebuild.
 //
-// Each call reads or changes one byte atomically (SetAll and ClearAll one byte after the other), in no order relative to
-// other memory, so a bitmap may be read on one thread while another changes it. A negative bit is ignored (and reads
+// Each call reads or changes one byte atomically (SetAll and ClearAll one byte after the other), in no order relative
+// to other memory, so a bitmap may be read on one thread while another changes it. A negative bit is ignored (and reads
 // as 0); the caller answers for the bitmap's length.
 #pragma once
 

@@ -1,5 +1,5 @@
-// libpoe_ipc: local datagram sockets named by a path. A switch's own copy of the library takes the place of ours without
-// a rebuild, so the daemon relies on nothing but these two functions.
+// libpoe_ipc: local datagram sockets named by a path. A switch's own copy of the library takes the place of ours
+// without a rebuild, so the daemon relies on nothing but these two functions.
 #pragma once
 
 struct timeval;
@@ -11,9 +11,9 @@ extern "C" {
 // somebody answers on, or anything that is not a socket, is left alone. Returns 0, or -1 with `*socket_out` untouched.
 int __poe_drv_ipc_socket_and_bind_init(int* socket_out, const char* path);
 
-// Sends one datagram of `length` bytes to `peer`: a 16-bit address family followed by a path of at most 108 bytes, ended
-// by a zero when it is shorter. The send goes out at once when the peer has room; otherwise it is tried again for at
-// most `timeout` (null: not again). Never raises a signal. Returns the bytes sent, or -1.
+// Sends one datagram of `length` bytes to `peer`: a 16-bit address family followed by a path of at most 108 bytes,
+// ended by a zero when it is shorter. The send goes out at once when the peer has room; otherwise it is tried again for
+// at most `timeout` (null: not again). Never raises a signal. Returns the bytes sent, or -1.
 int __poe_drv_ipc_send(int socket, const void* peer, const void* data, int length, struct timeval* timeout);
 
 }  // extern "C"

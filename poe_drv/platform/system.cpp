@@ -49,13 +49,21 @@ void sync_folder_of(const char* path) {
 
 }  // namespace
 
-int system_open_device(const char* path) { return open(path, O_RDWR | O_CLOEXEC); }
+int system_open_device(const char* path) {
+    return open(path, O_RDWR | O_CLOEXEC);
+}
 
-int system_ioctl(int descriptor, unsigned long request, void* record) { return ioctl(descriptor, request, record); }
+int system_ioctl(int descriptor, unsigned long request, void* record) {
+    return ioctl(descriptor, request, record);
+}
 
-void system_close(int descriptor) { close(descriptor); }
+void system_close(int descriptor) {
+    close(descriptor);
+}
 
-void system_sleep_us(std::uint32_t microseconds) { usleep(microseconds); }
+void system_sleep_us(std::uint32_t microseconds) {
+    usleep(microseconds);
+}
 
 system_time system_monotonic_now() {
     timespec now{};
@@ -77,9 +85,13 @@ std::uint32_t system_uptime_s() {
     return static_cast<std::uint32_t>(info.uptime);
 }
 
-std::int32_t system_wall_clock_s() { return static_cast<std::int32_t>(time(nullptr)); }
+std::int32_t system_wall_clock_s() {
+    return static_cast<std::int32_t>(time(nullptr));
+}
 
-bool system_file_exists(const char* path) { return access(path, F_OK) == 0; }
+bool system_file_exists(const char* path) {
+    return access(path, F_OK) == 0;
+}
 
 std::ptrdiff_t system_read_file(const char* path, char* buffer, std::size_t capacity) {
     const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -103,7 +115,8 @@ void system_append_durably(const char* path, const char* text) {
     const int descriptor = open(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, new_file_mode);
     if (descriptor < 0) return;
     std::size_t length = 0;
-    while (text[length] != '\0') length++;
+    while (text[length] != '\0')
+        length++;
     write_all(descriptor, text, length);
     fsync(descriptor);
     close(descriptor);
@@ -126,14 +139,18 @@ bool system_replace_durably(const char* path, const char* text, std::size_t leng
     return replaced;
 }
 
-void system_remove_file(const char* path) { unlink(path); }
+void system_remove_file(const char* path) {
+    unlink(path);
+}
 
 void system_remove_unless_regular(const char* path) {
     struct stat found {};
     if (lstat(path, &found) == 0 && !S_ISREG(found.st_mode)) remove(path);
 }
 
-int system_open_pipe(const char* path) { return open(path, O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC); }
+int system_open_pipe(const char* path) {
+    return open(path, O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+}
 
 std::ptrdiff_t system_write(int descriptor, const void* data, std::size_t length) {
     return write(descriptor, data, length);

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// --- device files -----------------------------------------------------------------------------------------------------
+// --- device files ---
 
 // Opens a device read-write and close-on-exec. Returns the descriptor, or -1.
 int system_open_device(const char* path);
@@ -18,7 +18,7 @@ int system_ioctl(int descriptor, unsigned long request, void* record);
 
 void system_close(int descriptor);
 
-// --- time -------------------------------------------------------------------------------------------------------------
+// --- time ---
 
 // A point or a span of time on the monotonic clock: seconds and nanoseconds (0..999999999).
 struct system_time {
@@ -33,10 +33,10 @@ system_time system_monotonic_now();
 // Sleeps for `span`; returns 0, or the errno of the interruption with what is left of the span in `left`.
 int system_sleep_for(const system_time& span, system_time& left);
 
-std::uint32_t system_uptime_s();        // seconds since the machine booted
-std::int32_t system_wall_clock_s();     // seconds since 1970, as a signed 32-bit number
+std::uint32_t system_uptime_s();     // seconds since the machine booted
+std::int32_t system_wall_clock_s();  // seconds since 1970, as a signed 32-bit number
 
-// --- files ------------------------------------------------------------------------------------------------------------
+// --- files ---
 
 bool system_file_exists(const char* path);
 
@@ -62,7 +62,7 @@ int system_open_pipe(const char* path);
 // One write. Returns the bytes written, or -1.
 std::ptrdiff_t system_write(int descriptor, const void* data, std::size_t length);
 
-// --- process ----------------------------------------------------------------------------------------------------------
+// --- process ---
 
 // Makes the process safe to run for years under any parent: a broken pipe never ends it, and standard input, output and
 // error are open (on /dev/null where the parent left them closed), so that no socket or device takes their numbers.

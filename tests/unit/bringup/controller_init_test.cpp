@@ -30,7 +30,9 @@ class controller_init : public records_test {
     fake_controller controller;
 
     controller_init() {
-        the_world.controller = [this](std::uint32_t wait, frame_bytes& frame) { return controller.answer(wait, frame); };
+        the_world.controller = [this](std::uint32_t wait, frame_bytes& frame) {
+            return controller.answer(wait, frame);
+        };
     }
 
     // What poe_chip_init says, after it has run.
@@ -60,10 +62,8 @@ class controller_init : public records_test {
 const std::string check_ports = "[poe_chip_init() , 958]: Check whether the all port power is disabled.\n";
 const std::string check_method =
     "[poe_chip_init() , 976]: Check whether the power management mode is dynamic mode with priority.\n";
-const std::string check_matrix =
-    "[poe_chip_init() , 988]: Check whether the port mapping configuration is correct.\n";
-const std::string check_bank =
-    "[poe_chip_init() , 1008]: Check whether the total budget configuration is correct.\n";
+const std::string check_matrix = "[poe_chip_init() , 988]: Check whether the port mapping configuration is correct.\n";
+const std::string check_bank = "[poe_chip_init() , 1008]: Check whether the total budget configuration is correct.\n";
 const std::string steps =
     "[poe_chip_init() , 1025]: Set the default configuration of ORV to MCU and save it.\n"
     "[poe_chip_init() , 1031]: do poe_set_pm_method\n"
@@ -95,42 +95,32 @@ TEST_F(controller_init, a_foreign_controller_is_programmed_step_by_step_and_told
     controller.port_enabled[0] = 1;
     const std::string lines = run(1);
     EXPECT_EQ(lines, check_ports + said(966, "Port 0 is not disabled (1)") + steps);
-    EXPECT_THAT(
-        std::vector<std::string>(the_world.story.begin() + 5, the_world.story.end()),
-        ElementsAre(R"(shell echo "[poe_dev] reset chipset configuration..." >/dev/kmsg)",
-                    "frame c0 02 ff ff ff ff ff ff ff ff ff b9",  // clear
-                    "frame 10 00 02 ff ff ff ff ff ff ff ff 0a",  // method
-                    "frame 05 00 00 04 ff ff ff ff ff ff ff 02",  // begin the matrix
-                    "sleep 2000000",
-                    "frame 06 00 00 01 00 00 01 ff ff ff ff 04",
-                    "frame 06 00 01 01 00 02 03 ff ff ff ff 09",
-                    "frame 06 00 02 01 00 04 05 ff ff ff ff 0e",
-                    "frame 06 00 03 01 00 06 07 ff ff ff ff 13",
-                    "frame 05 00 01 04 ff ff ff ff ff ff ff 03",  // activate it
-                    "sleep 1000000",
-                    "frame 02 00 01 ff ff ff ff ff ff ff ff fb",  // reset
-                    "sleep 2000000",
-                    "frame 04 00 00 0b b8 00 00 ff ff ff ff c3",  // banks 0 to 7: 300 W
-                    "frame 04 00 01 0b b8 00 00 ff ff ff ff c4",
-                    "frame 04 00 02 0b b8 00 00 ff ff ff ff c5",
-                    "frame 04 00 03 0b b8 00 00 ff ff ff ff c6",
-                    "frame 04 00 04 0b b8 00 00 ff ff ff ff c7",
-                    "frame 04 00 05 0b b8 00 00 ff ff ff ff c8",
-                    "frame 04 00 06 0b b8 00 00 ff ff ff ff c9",
-                    "frame 04 00 07 0b b8 00 00 ff ff ff ff ca",
-                    "frame 0e 00 b3 ff 09 ff ff ff ff ff ff c3",  // thresholds 446 and 576
-                    "frame 01 00 00 00 01 00 02 00 03 00 ff 06",  // every port off
-                    "frame 08 00 00 00 01 00 02 00 03 00 ff 0d",  // inline mode 2
-                    "frame 0f 00 00 02 01 02 02 02 03 02 ff 1c",
-                    "frame 0c 00 00 06 01 06 02 06 03 06 ff 29",
-                    "frame 12 00 00 01 01 01 02 01 03 01 ff 1b",
-                    "open /dev/cpld_rtl819x",
-                    "cpld 9 15 15",
-                    "frame 01 00 00 00 01 00 02 00 03 00 ff 06",  // off, 90 W, lowest priority
-                    "frame 14 00 00 e1 01 e1 02 e1 03 e1 ff 9d",
-                    "frame 15 00 00 00 01 00 02 00 03 00 ff 1a",
-                    "frame 16 00 06 ff ff ff ff ff ff ff ff 14",  // event code
-                    "frame c0 01 ff ff ff ff ff ff ff ff ff b8"));  // save
+    EXPECT_THAT(std::vector<std::string>(the_world.story.begin() + 5, the_world.story.end()),
+                ElementsAre(R"(shell echo "[poe_dev] reset chipset configuration..." >/dev/kmsg)",
+                            "frame c0 02 ff ff ff ff ff ff ff ff ff b9",  // clear
+                            "frame 10 00 02 ff ff ff ff ff ff ff ff 0a",  // method
+                            "frame 05 00 00 04 ff ff ff ff ff ff ff 02",  // begin the matrix
+                            "sleep 2000000", "frame 06 00 00 01 00 00 01 ff ff ff ff 04",
+                            "frame 06 00 01 01 00 02 03 ff ff ff ff 09", "frame 06 00 02 01 00 04 05 ff ff ff ff 0e",
+                            "frame 06 00 03 01 00 06 07 ff ff ff ff 13",
+                            "frame 05 00 01 04 ff ff ff ff ff ff ff 03",  // activate it
+                            "sleep 1000000",
+                            "frame 02 00 01 ff ff ff ff ff ff ff ff fb",  // reset
+                            "sleep 2000000",
+                            "frame 04 00 00 0b b8 00 00 ff ff ff ff c3",  // banks 0 to 7: 300 W
+                            "frame 04 00 01 0b b8 00 00 ff ff ff ff c4", "frame 04 00 02 0b b8 00 00 ff ff ff ff c5",
+                            "frame 04 00 03 0b b8 00 00 ff ff ff ff c6", "frame 04 00 04 0b b8 00 00 ff ff ff ff c7",
+                            "frame 04 00 05 0b b8 00 00 ff ff ff ff c8", "frame 04 00 06 0b b8 00 00 ff ff ff ff c9",
+                            "frame 04 00 07 0b b8 00 00 ff ff ff ff ca",
+                            "frame 0e 00 b3 ff 09 ff ff ff ff ff ff c3",  // thresholds 446 and 576
+                            "frame 01 00 00 00 01 00 02 00 03 00 ff 06",  // every port off
+                            "frame 08 00 00 00 01 00 02 00 03 00 ff 0d",  // inline mode 2
+                            "frame 0f 00 00 02 01 02 02 02 03 02 ff 1c", "frame 0c 00 00 06 01 06 02 06 03 06 ff 29",
+                            "frame 12 00 00 01 01 01 02 01 03 01 ff 1b", "open /dev/cpld_rtl819x", "cpld 9 15 15",
+                            "frame 01 00 00 00 01 00 02 00 03 00 ff 06",  // off, 90 W, lowest priority
+                            "frame 14 00 00 e1 01 e1 02 e1 03 e1 ff 9d", "frame 15 00 00 00 01 00 02 00 03 00 ff 1a",
+                            "frame 16 00 06 ff ff ff ff ff ff ff ff 14",    // event code
+                            "frame c0 01 ff ff ff ff ff ff ff ff ff b8"));  // save
 }
 
 TEST_F(controller_init, the_slow_commands_get_the_long_wait) {
@@ -158,8 +148,8 @@ TEST_F(controller_init, an_enable_byte_other_than_0_and_1_leaves_the_port_disabl
 TEST_F(controller_init, another_method_is_printed_and_leads_to_programming) {
     controller.method = 1;
     controller.pair_a[0] = 9;
-    EXPECT_EQ(run(1), check_ports + check_method +
-                          said(980, "Power management is not dynamic mode with priority (1)") + steps);
+    EXPECT_EQ(run(1),
+              check_ports + check_method + said(980, "Power management is not dynamic mode with priority (1)") + steps);
 }
 
 TEST_F(controller_init, an_unread_method_counts_as_255) {
@@ -169,8 +159,7 @@ TEST_F(controller_init, an_unread_method_counts_as_255) {
 
 TEST_F(controller_init, the_first_wrong_mapping_is_printed_and_the_rest_are_not_read) {
     controller.pair_b = {1, 4, 9, 9};
-    EXPECT_EQ(run(1), check_ports + check_method + check_matrix +
-                          said(995, "Port 1's mapping configuration error!!") +
+    EXPECT_EQ(run(1), check_ports + check_method + check_matrix + said(995, "Port 1's mapping configuration error!!") +
                           said(996, "POE_SW2PAIR : pair-a(2), pair-b(3)") +
                           said(997, "Device Cfg  : pair-a(2), pair-b(4)") + steps);
     EXPECT_EQ(the_world.frames[6].bytes[2], 1);  // port 1 was the last one asked
@@ -225,8 +214,12 @@ TEST_F(controller_init, programming_goes_on_past_commands_that_fail) {
 
 TEST_F(controller_init, a_device_that_cannot_be_opened_ends_the_process) {
     the_world.controller_device_missing = true;
-    EXPECT_EXIT({ i_am_the(controller_user); poe_chip_init(); }, testing::ExitedWithCode(1),
-                "^poe device driver open\\(...\\) fail!\n$");
+    EXPECT_EXIT(
+        {
+            i_am_the(controller_user);
+            poe_chip_init();
+        },
+        testing::ExitedWithCode(1), "^poe device driver open\\(...\\) fail!\n$");
 }
 
 TEST_F(controller_init, the_last_step_takes_limit_and_temperature_then_sets_the_mask_and_publishes_the_version) {

@@ -12,7 +12,9 @@ class stress_test : public records_test {
     stress_totals totals{};
 
     stress_test() {
-        the_world.controller = [this](std::uint32_t wait, frame_bytes& frame) { return controller.answer(wait, frame); };
+        the_world.controller = [this](std::uint32_t wait, frame_bytes& frame) {
+            return controller.answer(wait, frame);
+        };
         i_am_the(controller_user);
         fd_poe_kernel_drv = system_open_device("/dev/poe_kernel_drv");
         clear_communication_counters();
@@ -60,8 +62,9 @@ TEST_F(stress_test, each_counter_has_its_own_line) {
     EXPECT_THAT(lines, testing::HasSubstr("  undefined_key_value  : 0000000011\n"));
     EXPECT_THAT(lines, testing::HasSubstr("    retry              : 0000000012\n"));
     EXPECT_THAT(lines, testing::HasSubstr("    timeout            : 0000000013\n"));
-    EXPECT_THAT(lines, testing::HasSubstr("  [rx]\n    retry              : 0000000012\n    timeout            : 0000000013\n"
-                                          "    chksum_error       : 0000000014\n"));
+    EXPECT_THAT(lines,
+                testing::HasSubstr("  [rx]\n    retry              : 0000000012\n    timeout            : 0000000013\n"
+                                   "    chksum_error       : 0000000014\n"));
     EXPECT_THAT(lines, testing::HasSubstr("    chksum_error       : 4294967296\n"));
 }
 

@@ -26,7 +26,9 @@ struct driver_record {
 };
 static_assert(sizeof(driver_record) == 16);
 
-void tell(const std::string& line) { the_world.story.push_back(line); }
+void tell(const std::string& line) {
+    the_world.story.push_back(line);
+}
 
 std::string hex(const frame_bytes& bytes) {
     std::string text;
@@ -39,7 +41,8 @@ std::string hex(const frame_bytes& bytes) {
 }
 
 int plain_answer(std::uint32_t, frame_bytes& frame) {
-    for (std::size_t i = 2; i < 11; i++) frame[i] = 0;
+    for (std::size_t i = 2; i < 11; i++)
+        frame[i] = 0;
     seal(frame);
     return 0;
 }
@@ -48,7 +51,8 @@ int plain_answer(std::uint32_t, frame_bytes& frame) {
 
 void seal(frame_bytes& frame) {
     unsigned sum = 0;
-    for (std::size_t i = 0; i < 11; i++) sum += frame[i];
+    for (std::size_t i = 0; i < 11; i++)
+        sum += frame[i];
     frame[11] = static_cast<std::uint8_t>(sum % 256);
 }
 
@@ -69,7 +73,8 @@ frame_bytes answer_frame(std::vector<std::uint8_t> head) {
 
 std::vector<int> keys_sent() {
     std::vector<int> keys;
-    for (const auto& frame : the_world.frames) keys.push_back(frame.bytes[0]);
+    for (const auto& frame : the_world.frames)
+        keys.push_back(frame.bytes[0]);
     return keys;
 }
 
@@ -81,9 +86,11 @@ std::array<std::uint8_t, 110> peer_named(const std::string& path) {
     return peer;
 }
 
-world_test::world_test() { the_world = test_world{}; }
+world_test::world_test() {
+    the_world = test_world{};
+}
 
-// --- platform/system.h --------------------------------------------------------------------------------------------------
+// --- platform/system.h ---
 
 int system_open_device(const char* path) {
     tell(std::string("open ") + path);
@@ -138,7 +145,9 @@ void system_sleep_us(std::uint32_t microseconds) {
     tell("sleep " + std::to_string(microseconds));
 }
 
-system_time system_monotonic_now() { return the_world.monotonic; }
+system_time system_monotonic_now() {
+    return the_world.monotonic;
+}
 
 int system_sleep_for(const system_time& span, system_time& left) {
     if (the_world.sleep_for) return the_world.sleep_for(span, left);
@@ -152,10 +161,16 @@ int system_sleep_for(const system_time& span, system_time& left) {
     return 0;
 }
 
-std::uint32_t system_uptime_s() { return the_world.uptime_s; }
-std::int32_t system_wall_clock_s() { return the_world.wall_clock_s; }
+std::uint32_t system_uptime_s() {
+    return the_world.uptime_s;
+}
+std::int32_t system_wall_clock_s() {
+    return the_world.wall_clock_s;
+}
 
-bool system_file_exists(const char* path) { return the_world.files.contains(path); }
+bool system_file_exists(const char* path) {
+    return the_world.files.contains(path);
+}
 
 std::ptrdiff_t system_read_file(const char* path, char* buffer, std::size_t capacity) {
     const auto file = the_world.files.find(path);
@@ -182,7 +197,9 @@ void system_remove_file(const char* path) {
     the_world.files.erase(path);
 }
 
-void system_remove_unless_regular(const char* path) { tell(std::string("remove unless regular ") + path); }
+void system_remove_unless_regular(const char* path) {
+    tell(std::string("remove unless regular ") + path);
+}
 
 int system_open_pipe(const char* path) {
     tell(std::string("pipe ") + path);
@@ -209,9 +226,11 @@ int system_start_thread(void* (*entry)(void*)) {
     return the_world.start_thread_result;
 }
 
-void system_return_free_memory() { the_world.memory_returns++; }
+void system_return_free_memory() {
+    the_world.memory_returns++;
+}
 
-// --- the libraries that a switch may replace ------------------------------------------------------------------------------
+// --- the libraries that a switch may replace ---
 
 int link_mon_intf_param_get(void* record) {
     the_world.link_queries++;
@@ -225,13 +244,17 @@ int link_mon_intf_param_get(void* record) {
     return 0;
 }
 
-int __poe_drv_ipc_socket_and_bind_init(int*, const char*) { return -1; }
+int __poe_drv_ipc_socket_and_bind_init(int*, const char*) {
+    return -1;
+}
 
 int __poe_drv_ipc_send(int socket, const void* peer, const void* data, int length, struct timeval* timeout) {
     char path[109]{};
     std::memcpy(path, static_cast<const char*>(peer) + 2, 108);
     const auto* bytes = static_cast<const std::uint8_t*>(data);
-    the_world.replies.push_back({socket, path, {bytes, bytes + length},
+    the_world.replies.push_back({socket,
+                                 path,
+                                 {bytes, bytes + length},
                                  timeout != nullptr ? timeout->tv_sec * 1000000 + timeout->tv_usec : -1});
     return the_world.send_result < 0 ? the_world.send_result : length;
 }

@@ -2,7 +2,8 @@
 // libraries), it lets a module run at full speed without hardware, root or sleeping, and remembers what it did.
 //
 // A test derives its fixture from `world_test`, sets what the world answers, calls the module, and looks at what was
-// recorded. One world a process; every test begins with a fresh one (records_test in world/records.h: with fresh shared records too).
+// recorded. One world a process; every test begins with a fresh one (records_test in world/records.h: with fresh shared
+// records too).
 #pragma once
 
 #include <array>
@@ -27,7 +28,7 @@ struct sent_frame {
 
 struct sent_reply {
     int socket;
-    std::string path;                  // of the peer
+    std::string path;  // of the peer
     std::vector<std::uint8_t> bytes;
     std::int64_t timeout_us;
 };
@@ -43,7 +44,8 @@ struct pipe_write {
 };
 
 struct test_world {
-    // --- what the world does; set by the test -------------------------------------------------------------------------
+    // --- what the world does; set by the test
+    // -------------------------------------------------------------------------
 
     // Answers one controller transaction in place and returns ioctl's result. Default: echoes the key, byte 1 as sent,
     // all data 0, right checksum.
@@ -54,10 +56,10 @@ struct test_world {
     bool cpld_ioctl_fails = false;
     bool link_monitor_fails = false;
     std::array<bool, 4> link_up{};
-    std::map<std::string, std::string> files;   // contents by path; system_file_exists looks here too
+    std::map<std::string, std::string> files;  // contents by path; system_file_exists looks here too
     bool files_cannot_be_written = false;
     bool pipe_missing = false;
-    int send_result = 0;                        // negative: sending fails with it; otherwise the length is returned
+    int send_result = 0;  // negative: sending fails with it; otherwise the length is returned
     int start_thread_result = 0;
     system_time monotonic{};
     std::uint32_t uptime_s = 0;
@@ -65,9 +67,10 @@ struct test_world {
     // Called by system_sleep_for; default: advances `monotonic` by the span and returns 0.
     std::function<int(const system_time& span, system_time& left)> sleep_for;
 
-    // --- what was done; read by the test ------------------------------------------------------------------------------
+    // --- what was done; read by the test
+    // ------------------------------------------------------------------------------
 
-    std::vector<sent_frame> frames;             // every attempt, as handed to the controller device
+    std::vector<sent_frame> frames;  // every attempt, as handed to the controller device
     std::vector<cpld_write> cpld_writes;
     std::vector<std::uint32_t> sleeps_us;
     std::vector<std::string> shell_commands;
