@@ -32,14 +32,14 @@ constexpr verdict after_attempt(attempt_budgets& budgets, attempt outcome) {
     return budgets.busy_left > 0 ? verdict::ask_again : verdict::accept;
 }
 
-// --- proofs
-// -----------------------------------------------------------------------------------------------------------
+// --- proofs --------------------------------------------------------------------------------------------------------
 
 // The fewest or the most attempts over every course that a transaction can take without an answer, found from the
 // ends of the budgets backwards.
 template <typename choice>
 consteval int attempts_without_answer(choice better) {
-    constexpr std::size_t size = 11;
+    constexpr attempt_budgets fresh;
+    constexpr std::size_t size = std::max(fresh.fail_left, fresh.busy_left) + std::size_t{1};
     std::array<std::array<int, size>, size> attempts{};
     for (int fail = 1; fail < int{size}; fail++) {
         for (int busy = 1; busy < int{size}; busy++) {
@@ -55,7 +55,6 @@ consteval int attempts_without_answer(choice better) {
             attempts[static_cast<std::size_t>(fail)][static_cast<std::size_t>(busy)] = better(found[0], found[1]);
         }
     }
-    constexpr attempt_budgets fresh;
     return attempts[std::size_t{fresh.fail_left}][std::size_t{fresh.busy_left}];
 }
 
