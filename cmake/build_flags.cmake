@@ -2,6 +2,7 @@
 include(CTest)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
+set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET default)
 

@@ -15,12 +15,14 @@ static_assert(ipc_port_count == port_count);
 
 namespace {
 
-constexpr std::uint32_t mw_per_limit_step = 100;    // a port's limit is stored in tenths of a watt
+constexpr std::uint32_t mw_per_limit_step = 100;  // a port's limit is stored in tenths of a watt
 constexpr std::int8_t off = 0;
 constexpr std::int8_t on = 1;
 
 // The controller takes bytes; a stored mode below 0 would be one that it does not know.
-std::uint8_t inline_mode(std::int8_t mode) { return static_cast<std::uint8_t>(mode); }
+std::uint8_t inline_mode(std::int8_t mode) {
+    return static_cast<std::uint8_t>(mode);
+}
 
 port_settings stored_settings(const port_pmt& stored) {
     return {.Port_Enable = stored.Port_Enable.get(),
@@ -49,7 +51,8 @@ void program(std::uint8_t port, const port_change& change, const port_settings& 
     if (change.program_all || change.program_mode) poe_set_inline_mode(port, inline_mode(wanted.PoE_Mode));
 }
 
-// --- one function a request ---------------------------------------------------------------------------------------------
+// --- one function a request
+// ---------------------------------------------------------------------------------------------
 
 int apply_same_parameters(one_port_parameters_message message) REQUIRES(controller_user) {
     int switched = 0;
@@ -116,8 +119,7 @@ int apply_power_bank(const power_bank_message& message) REQUIRES(controller_user
 }
 
 // A port that was off already is armed all the same, and so comes on when its delay is over.
-int apply_power_cycle(const port_bitmap_message& message)
-    REQUIRES(controller_user) EXCLUDES(g_mutex_poe_tick_thread) {
+int apply_power_cycle(const port_bitmap_message& message) REQUIRES(controller_user) EXCLUDES(g_mutex_poe_tick_thread) {
     const std::uint32_t now = get_poe_tick();
     int switched = 0;
     for (std::uint8_t port = 0; port < port_count; port++) {
@@ -137,7 +139,8 @@ std::optional<message> request_in(const void* record, int length) {
     return record_from<message>(record);
 }
 
-// --- the automatic re-enable --------------------------------------------------------------------------------------------
+// --- the automatic re-enable
+// --------------------------------------------------------------------------------------------
 
 bool is_due(std::uint8_t port, std::uint32_t now) EXCLUDES(g_mutex_poe_tick_thread) {
     const auto seconds = static_cast<std::uint32_t>(g_port_pmt[port].Re_Enable_Val.get());
@@ -183,7 +186,8 @@ int poe_talk_with_kernel_ipc_proccess(const void* record, int length) {
             const auto request = request_in<port_bitmap_message>(record, length);
             return request ? apply_power_cycle(*request) : 0;
         }
-        default: return 0;
+        default:
+            return 0;
     }
 }
 
@@ -194,8 +198,7 @@ int poe_talk_with_kernel_ipc_proccess_change_one_port_pmt(port_parameter_block& 
     fill_keep_values(block, stored);
     const port_settings wanted = settings_in(block);
 
-    const port_change change =
-        plan_port_change(stored, wanted, g_sys_pwr_pmt.enable.get(), record.Sch_On_Off.get());
+    const port_change change = plan_port_change(stored, wanted, g_sys_pwr_pmt.enable.get(), record.Sch_On_Off.get());
     if (!change.differs) return 0;
     program(block.Port_Number, change, wanted);
     store(record, wanted);

@@ -14,8 +14,8 @@
 
 // Applies one queued record of `length` bytes; a record of another length than its type has, or of another type, is
 // ignored.
-int poe_talk_with_kernel_ipc_proccess(const void* record, int length)
-    REQUIRES(controller_user) EXCLUDES(g_mutex_poe_tick_thread);
+int poe_talk_with_kernel_ipc_proccess(const void* record, int length) REQUIRES(controller_user)
+    EXCLUDES(g_mutex_poe_tick_thread);
 
 // Applies one port's block. Its keep values become the stored ones: what a client sends for all ports alike then gives
 // the next ports the first one's.

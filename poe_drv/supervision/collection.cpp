@@ -17,9 +17,13 @@ constexpr std::uint32_t mw_divisor = 1000;
 constexpr std::array<port_part, 1 + pair_set_count> port_and_pair_sets{port_part::port, port_part::channel_a,
                                                                        port_part::channel_b};
 
-constexpr std::size_t channel_of(port_part part) { return part == port_part::channel_b ? 1 : 0; }
+constexpr std::size_t channel_of(port_part part) {
+    return part == port_part::channel_b ? 1 : 0;
+}
 
-bool is_auto_off(std::uint8_t port) { return utilBitmapCheck(&g_port_pwr_auto_off, port) == 1; }
+bool is_auto_off(std::uint8_t port) {
+    return utilBitmapCheck(&g_port_pwr_auto_off, port) == 1;
+}
 
 translation_question question_about(const port_reading& reading, const reported_codes& codes, std::uint8_t port,
                                     port_part part) {
@@ -52,7 +56,9 @@ std::uint32_t& update_tick_of(port_stu& record, port_part part) {
     return part == port_part::port ? record.update_tick : record.channel[channel_of(part)].update_tick;
 }
 
-std::uint32_t power_mw(std::uint32_t current, std::uint32_t voltage) { return current * voltage / mw_divisor; }
+std::uint32_t power_mw(std::uint32_t current, std::uint32_t voltage) {
+    return current * voltage / mw_divisor;
+}
 
 void fill_channel(channel_stu& record, const channel_reading& reading) {
     record.channel_class = reading.codes.power_class;
@@ -102,7 +108,8 @@ int port_read_info_to_global_stu() {
     g_sys_pwr_stu.consumed_mw = 0;
     for (std::uint8_t port = 0; port < port_count; port++) {
         if (collect_port(port, tick)) trap = true;
-        for (const channel_stu& channel : g_port_stu[port].channel) g_sys_pwr_stu.consumed_mw += channel.power_mw;
+        for (const channel_stu& channel : g_port_stu[port].channel)
+            g_sys_pwr_stu.consumed_mw += channel.power_mw;
     }
     g_sys_pwr_stu.remaining_mw = g_sys_pwr_stu.total_mw - g_sys_pwr_stu.consumed_mw;
 
@@ -120,8 +127,7 @@ int _modify_poe_status_to_orv_define(port_reading& reading, std::uint8_t port, p
     reported_codes& codes = is_port ? reading.codes : channel.codes;
 
     const translation_answer answer = translate_status(question_about(reading, codes, port, part));
-    codes.status = answer.is_event ? answer.status
-                                   : static_cast<std::uint8_t>(recorded_status(g_port_stu[port], part));
+    codes.status = answer.is_event ? answer.status : static_cast<std::uint8_t>(recorded_status(g_port_stu[port], part));
     // An old answer is no reason to switch a port off.
     if (answer.auto_off_if_linked && !reading.status_is_old) switch_off_if_linked(port);
 
@@ -147,7 +153,8 @@ void __fill_port_read_info_to_global_stu(std::uint8_t port, const port_reading& 
     record.power_mw = power_mw(record.current, record.voltage);
     record.temperature = reading.temperature * record_scale;
     if (reading.port_type < port_type_not_reported) record.port_type = reading.port_type;
-    for (std::size_t i = 0; i < pair_set_count; i++) fill_channel(record.channel[i], reading.channel[i]);
+    for (std::size_t i = 0; i < pair_set_count; i++)
+        fill_channel(record.channel[i], reading.channel[i]);
     for (std::size_t i = 0; i < event_counter_count; i++) {
         record.event_totals[i] += reading.event_counter[counter_of_total[i]];
     }

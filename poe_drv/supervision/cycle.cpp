@@ -19,8 +19,7 @@ constexpr std::uint8_t first_port = 0;
 
 enum class queue_pass { idle, applied };
 
-queue_pass apply_queued_change(supervision_state& state)
-    REQUIRES(controller_user) EXCLUDES(g_mutex_poe_tick_thread) {
+queue_pass apply_queued_change(supervision_state& state) REQUIRES(controller_user) EXCLUDES(g_mutex_poe_tick_thread) {
     unsigned char poe_internal_rx_buf_thread[longest_set_record];
     int poe_internal_rx_buf_thread_len = sizeof poe_internal_rx_buf_thread;
     if (poe_internal_rx_queue_data(poe_internal_rx_buf_thread, &poe_internal_rx_buf_thread_len) != 0) {
@@ -52,7 +51,8 @@ void poll_port(supervision_state& state) REQUIRES(controller_user) {
 
 void poll_disabled_system() REQUIRES(controller_user) {
     llp_new = {};
-    for (std::uint8_t port = 0; port < port_count; port++) read_temperature_only(port);
+    for (std::uint8_t port = 0; port < port_count; port++)
+        read_temperature_only(port);
 }
 
 // What the controller does not tell stays as the previous sweep had it.
@@ -98,5 +98,6 @@ void supervise_once(supervision_state& state) {
 void* poe_talk_with_kernel_thread(void*) {
     i_am_the(controller_user);
     supervision_state state = begin_supervision();
-    for (;;) supervise_once(state);
+    for (;;)
+        supervise_once(state);
 }

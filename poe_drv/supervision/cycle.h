@@ -16,10 +16,10 @@
 
 // What the thread remembers from pass to pass.
 struct supervision_state {
-    std::uint8_t port;             // the port that the next pass polls
-    std::uint32_t last_link;       // of the last link query that was answered
-    std::uint16_t limit;           // 0.1 W; what the controller last reported as its power limit
-    std::uint16_t temperature;     // 0.1 degree Celsius
+    std::uint8_t port;          // the port that the next pass polls
+    std::uint32_t last_link;    // of the last link query that was answered
+    std::uint16_t limit;        // 0.1 W; what the controller last reported as its power limit
+    std::uint16_t temperature;  // 0.1 degree Celsius
 };
 
 // Before the first sweep the limit is the one that start-up left in the total power record.

@@ -7,7 +7,9 @@ namespace {
 // Sub-status of a pair set whose LED blinks.
 constexpr std::uint8_t sub_status_blinking = 1;
 
-constexpr bool is(std::uint32_t status, system_status named) { return status == static_cast<std::uint32_t>(named); }
+constexpr bool is(std::uint32_t status, system_status named) {
+    return status == static_cast<std::uint32_t>(named);
+}
 
 // A port that goes back to searching from a search is nobody's news.
 constexpr bool is_quiet_change(std::uint32_t recorded, std::uint32_t now) {

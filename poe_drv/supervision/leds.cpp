@@ -7,7 +7,9 @@
 
 namespace {
 
-bool is_set(const unsigned char& bitmap, int bit) { return utilBitmapCheck(&bitmap, bit) == 1; }
+bool is_set(const unsigned char& bitmap, int bit) {
+    return utilBitmapCheck(&bitmap, bit) == 1;
+}
 
 void assign(unsigned char& bitmap, int bit, bool value) {
     if (value) {

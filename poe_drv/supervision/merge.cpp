@@ -23,12 +23,9 @@ port_settings settings_in(const port_parameter_block& block) {
 port_change plan_port_change(const port_settings& stored, const port_settings& wanted, std::int8_t system_enable,
                              std::int8_t schedule_state) {
     if (wanted == stored) return {};
-    const int before =
-        port_need_read_info_2(system_enable, stored.Port_Enable, stored.Schedule_Enable, schedule_state);
+    const int before = port_need_read_info_2(system_enable, stored.Port_Enable, stored.Schedule_Enable, schedule_state);
     const int after = port_need_read_info_2(system_enable, wanted.Port_Enable, wanted.Schedule_Enable, schedule_state);
-    port_change change{.differs = true,
-                       .power_changes = after != before,
-                       .power = static_cast<std::uint8_t>(after)};
+    port_change change{.differs = true, .power_changes = after != before, .power = static_cast<std::uint8_t>(after)};
     if (before == 0 || change.power_changes) {
         change.program_all = true;
         return change;

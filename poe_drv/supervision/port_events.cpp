@@ -16,8 +16,10 @@ constexpr said_by start_up_trap_begun{.function = "set_trap_meg_and_poe_led", .l
 bool pass_start_up_gate(std::uint8_t port) {
     if (poe_drv_already_sent_startup_trap != 0 || !system_file_exists(start_up_trap_flag_path)) return true;
     switch (start_up_trap_gate(port, poe_drv_do_sent_startup_trap == 1)) {
-        case start_up_gate::open: return true;
-        case start_up_gate::closed: return false;
+        case start_up_gate::open:
+            return true;
+        case start_up_gate::closed:
+            return false;
         case start_up_gate::begins:
             poe_drv_do_sent_startup_trap = 1;
             say("[%s() , %d]: poe_drv_do_sent_startup_trap: %d\n", start_up_trap_begun.function,

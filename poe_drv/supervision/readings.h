@@ -1,6 +1,6 @@
 // What the controller says about the ports, as the polls read it: five transactions a powered port. The codes are the
-// controller's own; the translation works on copies, so that a poll that fails leaves the last good answer to work from.
-// Supervision thread only, no lock.
+// controller's own; the translation works on copies, so that a poll that fails leaves the last good answer to work
+// from. Supervision thread only, no lock.
 #pragma once
 
 #include <array>
@@ -13,13 +13,13 @@
 // What the port, and each of its pair sets, reports of itself.
 struct reported_codes {
     std::uint8_t status;
-    std::uint8_t sub_status;       // 255 when the status is a fault
-    std::uint8_t error_code;       // 255 unless the status is a fault
-    std::uint8_t power_class;      // 255 when the status is a fault
+    std::uint8_t sub_status;   // 255 when the status is a fault
+    std::uint8_t error_code;   // 255 unless the status is a fault
+    std::uint8_t power_class;  // 255 when the status is a fault
 };
 
 struct channel_reading {
-    std::uint16_t voltage;         // 0.1 V
+    std::uint16_t voltage;  // 0.1 V
     std::uint16_t current;
     reported_codes codes;
 };
@@ -27,15 +27,15 @@ struct channel_reading {
 inline constexpr std::size_t event_counter_count = 5;
 
 struct port_reading {
-    std::uint16_t voltage;         // 0.1 V
+    std::uint16_t voltage;  // 0.1 V
     std::uint16_t current;
-    std::uint16_t power;           // kept, used nowhere
-    std::uint16_t temperature;     // 0.1 degree Celsius
+    std::uint16_t power;        // kept, used nowhere
+    std::uint16_t temperature;  // 0.1 degree Celsius
     reported_codes codes;
     std::uint8_t port_type;
-    std::array<std::uint8_t, event_counter_count> event_counter;   // events since the previous poll
-    std::array<channel_reading, pair_set_count> channel;           // pair set A, pair set B
-    bool status_is_old;            // this poll's status read failed: the codes are an earlier poll's
+    std::array<std::uint8_t, event_counter_count> event_counter;  // events since the previous poll
+    std::array<channel_reading, pair_set_count> channel;          // pair set A, pair set B
+    bool status_is_old;  // this poll's status read failed: the codes are an earlier poll's
 };
 
 extern std::array<port_reading, port_count> llp_new GUARDED_BY(controller_user);

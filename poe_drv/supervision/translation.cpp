@@ -6,16 +6,22 @@ namespace {
 constexpr std::uint8_t search_shows_as_delivering = 4;
 constexpr std::uint8_t search_shows_as_searching = 6;
 
-constexpr std::uint8_t code(system_status status) { return static_cast<std::uint8_t>(status); }
+constexpr std::uint8_t code(system_status status) {
+    return static_cast<std::uint8_t>(status);
+}
 
-constexpr translation_answer becomes(system_status status) { return {.status = code(status)}; }
+constexpr translation_answer becomes(system_status status) {
+    return {.status = code(status)};
+}
 
 constexpr bool is(const translation_question& question, controller_state state) {
     return question.status == static_cast<std::uint8_t>(state);
 }
 
 // These faults are reported at once, even in a sweep that counted a hold event.
-constexpr bool fault_cannot_be_held(std::uint8_t error_code) { return error_code == 5 || error_code == 14; }
+constexpr bool fault_cannot_be_held(std::uint8_t error_code) {
+    return error_code == 5 || error_code == 14;
+}
 
 // A pair set takes part in the port's events only while it is at fault or asks for power itself.
 constexpr bool event_concerns(const translation_question& question) {
@@ -35,26 +41,38 @@ constexpr translation_answer search(const translation_question& question) {
 
 constexpr translation_answer fault(std::uint8_t error_code) {
     switch (error_code) {
-        case 0: return becomes(system_status::fault_0);
-        case 2: return becomes(system_status::overload);
-        case 3: return becomes(system_status::denied);
-        case 4: return becomes(system_status::fault);
+        case 0:
+            return becomes(system_status::fault_0);
+        case 2:
+            return becomes(system_status::overload);
+        case 3:
+            return becomes(system_status::denied);
+        case 4:
+            return becomes(system_status::fault);
         case 5:
-        case 14: return becomes(system_status::fault_5_or_14);
-        case 6: return becomes(system_status::fault_6);
-        case 7: return becomes(system_status::fault_7);
-        default: return {.is_event = false};
+        case 14:
+            return becomes(system_status::fault_5_or_14);
+        case 6:
+            return becomes(system_status::fault_6);
+        case 7:
+            return becomes(system_status::fault_7);
+        default:
+            return {.is_event = false};
     }
 }
 
 constexpr translation_answer by_state(const translation_question& question) {
     switch (static_cast<controller_state>(question.status)) {
-        case controller_state::searching: return search(question);
+        case controller_state::searching:
+            return search(question);
         case controller_state::delivering:
             return {.status = code(system_status::delivering), .keeps_measurements = true};
-        case controller_state::fault: return fault(question.error_code);
-        case controller_state::requesting: return becomes(system_status::requesting);
-        default: return {.status = question.status};
+        case controller_state::fault:
+            return fault(question.error_code);
+        case controller_state::requesting:
+            return becomes(system_status::requesting);
+        default:
+            return {.status = question.status};
     }
 }
 

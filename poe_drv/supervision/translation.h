@@ -19,29 +19,29 @@ enum class controller_state : std::uint8_t {
 // Port types: 2 is a port whose two pair sets each serve a device's half of their own, and which is therefore watched
 // pair set by pair set.
 inline constexpr std::uint8_t port_type_per_channel = 2;
-inline constexpr std::uint8_t port_type_disabled = 3;    // what a disabled port counts as
+inline constexpr std::uint8_t port_type_disabled = 3;  // what a disabled port counts as
 inline constexpr std::uint8_t port_type_not_reported = 255;
 
 // What is known about a port, or about one of its pair sets.
 struct translation_question {
-    std::uint8_t status;           // controller_state, or a code that has no name
+    std::uint8_t status;  // controller_state, or a code that has no name
     std::uint8_t sub_status;
     std::uint8_t error_code;
     std::uint8_t port_type;
-    bool is_channel;               // a pair set, not the port
-    bool auto_off;                 // the port is switched off automatically
-    bool searching_event;          // the port's event counters 1, 2, 3 and 5: non-zero?
+    bool is_channel;       // a pair set, not the port
+    bool auto_off;         // the port is switched off automatically
+    bool searching_event;  // the port's event counters 1, 2, 3 and 5: non-zero?
     bool denied_event;
     bool overload_event;
     bool hold_event;
 };
 
 struct translation_answer {
-    std::uint8_t status = 0;               // system_status, or the controller's code where it has no translation
-    bool is_event = true;                  // false: an unknown fault; `status` means nothing, the recorded one stands
-    bool is_disabled = false;              // a port's type is then the one of disabled ports
-    bool keeps_measurements = false;       // false: voltage, current, class of what is not delivering are cleared
-    bool auto_off_if_linked = false;       // switch the port off when its link is up
+    std::uint8_t status = 0;          // system_status, or the controller's code where it has no translation
+    bool is_event = true;             // false: an unknown fault; `status` means nothing, the recorded one stands
+    bool is_disabled = false;         // a port's type is then the one of disabled ports
+    bool keeps_measurements = false;  // false: voltage, current, class of what is not delivering are cleared
+    bool auto_off_if_linked = false;  // switch the port off when its link is up
 };
 
 translation_answer translate_status(const translation_question& question);

@@ -12,8 +12,8 @@ namespace {
 constexpr std::array<std::uint8_t, 5> trap_header{0xAB, 0x31, 0x12, 0x83, 0x07};
 
 struct trap_message {
-    std::array<std::uint8_t, trap_header.size()> header;   // 0
-    poe_drv_msg body;                                      // 5
+    std::array<std::uint8_t, trap_header.size()> header;  // 0
+    poe_drv_msg body;                                     // 5
 };
 static_assert(wire_record<trap_message, 21>);
 
@@ -26,7 +26,9 @@ constexpr bool are_the_two_channels(trap_kind one, trap_kind other) {
 
 }  // namespace
 
-void clear_poe_drv_msg() { g_poe_drv_msg = {}; }
+void clear_poe_drv_msg() {
+    g_poe_drv_msg = {};
+}
 
 void poe_drv_msg_log_port_status(std::uint8_t port, trap_kind kind, std::uint8_t status) {
     if (port >= port_count) return;

@@ -1,5 +1,5 @@
-// Traps to the SNMP agent: one message a sweep at most, 21 bytes written into the agent's pipe in one write. A trap that
-// cannot be delivered is lost, silently, and never repeated.
+// Traps to the SNMP agent: one message a sweep at most, 21 bytes written into the agent's pipe in one write. A trap
+// that cannot be delivered is lost, silently, and never repeated.
 //
 // Supervision thread, during the collection of a sweep.
 #pragma once
@@ -18,12 +18,12 @@ enum class trap_kind : std::uint8_t { port = 0, channel_a = 1, channel_b = 2, bo
 
 // What happened in this sweep, as the agent reads it.
 struct poe_drv_msg {
-    std::uint8_t ports;                                   //  0  bit n = port n has an entry
-    std::array<trap_kind, port_count> kind;               //  1
-    std::array<std::uint8_t, port_count> status;          //  5  system_status of the port, or of channel A
-    std::array<std::uint8_t, port_count> status_b;        //  9  system_status of channel B
-    std::uint8_t usage_alarm;                             // 13  1 = usage reached its threshold
-    le16 consumed_w;                                      // 14  set with the alarm
+    std::uint8_t ports;                             //  0  bit n = port n has an entry
+    std::array<trap_kind, port_count> kind;         //  1
+    std::array<std::uint8_t, port_count> status;    //  5  system_status of the port, or of channel A
+    std::array<std::uint8_t, port_count> status_b;  //  9  system_status of channel B
+    std::uint8_t usage_alarm;                       // 13  1 = usage reached its threshold
+    le16 consumed_w;                                // 14  set with the alarm
 };
 static_assert(wire_record<poe_drv_msg, 16> && offsetof(poe_drv_msg, consumed_w) == 14);
 

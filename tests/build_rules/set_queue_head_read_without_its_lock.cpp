@@ -1,3 +1,5 @@
 #include "ipc/set_queue.h"
 
-bool queue_is_empty() { return __g_poe_set_data == nullptr; }
+bool queue_is_empty() {
+    return __g_poe_set_data == nullptr;
+}

@@ -1,3 +1,5 @@
 #include "core/records.h"
 
-std::uint32_t consumed_now() { return g_sys_pwr_stu.consumed_mw; }
+std::uint32_t consumed_now() {
+    return g_sys_pwr_stu.consumed_mw;
+}

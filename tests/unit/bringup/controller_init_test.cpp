@@ -12,15 +12,15 @@ using testing::IsEmpty;
 
 const std::vector<std::string> reading_the_stored_configuration{
     "open /dev/poe_kernel_drv",
-    "frame 48 00 00 ff ff ff ff ff ff ff ff 3f",  // enable state of each port
-    "frame 48 00 01 ff ff ff ff ff ff ff ff 40",
-    "frame 48 00 02 ff ff ff ff ff ff ff ff 41",
-    "frame 48 00 03 ff ff ff ff ff ff ff ff 42",
+    "frame 48 00 00 ff ff ff ff ff ff ff ff 40",  // enable state of each port
+    "frame 48 00 01 ff ff ff ff ff ff ff ff 41",
+    "frame 48 00 02 ff ff ff ff ff ff ff ff 42",
+    "frame 48 00 03 ff ff ff ff ff ff ff ff 43",
     "frame 4b 00 ff ff ff ff ff ff ff ff ff 42",  // power management method
-    "frame 49 00 00 ff ff ff ff ff ff ff ff 40",  // active matrix of each port
-    "frame 49 00 01 ff ff ff ff ff ff ff ff 41",
-    "frame 49 00 02 ff ff ff ff ff ff ff ff 42",
-    "frame 49 00 03 ff ff ff ff ff ff ff ff 43",
+    "frame 49 00 00 ff ff ff ff ff ff ff ff 41",  // active matrix of each port
+    "frame 49 00 01 ff ff ff ff ff ff ff ff 42",
+    "frame 49 00 02 ff ff ff ff ff ff ff ff 43",
+    "frame 49 00 03 ff ff ff ff ff ff ff ff 44",
     "frame 4b 00 ff ff ff ff ff ff ff ff ff 42",  // bank 0
     "frame 4a 00 ff ff ff ff ff ff ff ff ff 41",  // thresholds
 };
@@ -228,7 +228,7 @@ TEST_F(controller_init, the_last_step_takes_limit_and_temperature_then_sets_the_
     run_last_init();
     EXPECT_THAT(the_world.story,
                 ElementsAre("frame 41 00 ff ff ff ff ff ff ff ff ff 38", "frame 4b 03 ff ff ff ff ff ff ff ff ff 45",
-                            "frame 44 00 00 ff ff ff ff ff ff ff ff 3b", "frame 11 00 01 ff ff ff ff ff ff ff ff 0a",
+                            "frame 44 00 00 ff ff ff ff ff ff ff ff 3c", "frame 11 00 01 ff ff ff ff ff ff ff ff 0a",
                             "frame 40 00 ff ff ff ff ff ff ff ff ff 37",
                             "remove unless regular /tmp/poe_driver_chip_information.txt",
                             "shell echo SW_VERSION:101a > /tmp/poe_driver_chip_information.txt"));
