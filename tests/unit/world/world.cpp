@@ -28,6 +28,7 @@ static_assert(sizeof(driver_record) == 16);
 
 void tell(const std::string& line) {
     the_world.story.push_back(line);
+    if (the_world.witness) the_world.witness(line);
 }
 
 std::string hex(const frame_bytes& bytes) {
@@ -249,6 +250,7 @@ int __poe_drv_ipc_socket_and_bind_init(int*, const char*) {
 }
 
 int __poe_drv_ipc_send(int socket, const void* peer, const void* data, int length, struct timeval* timeout) {
+    if (the_world.witness) the_world.witness("send");
     char path[109]{};
     std::memcpy(path, static_cast<const char*>(peer) + 2, 108);
     const auto* bytes = static_cast<const std::uint8_t*>(data);

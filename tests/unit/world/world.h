@@ -66,6 +66,8 @@ struct test_world {
     std::int32_t wall_clock_s = 0;
     // Called by system_sleep_for; default: advances `monotonic` by the span and returns 0.
     std::function<int(const system_time& span, system_time& left)> sleep_for;
+    // Called with each line as it joins the story, and with "send" when a reply is sent.
+    std::function<void(const std::string& line)> witness;
 
     // --- what was done; read by the test
     // ------------------------------------------------------------------------------
