@@ -44,8 +44,6 @@ constexpr std::uint8_t method_dynamic_with_priority = 2;
 constexpr std::uint8_t method_unread = 255;
 
 // In tenths of a volt. What is programmed reads back a step lower on the controller that the switch is fitted with.
-constexpr std::uint16_t programmed_upper_threshold = 576;
-constexpr std::uint16_t programmed_lower_threshold = 446;
 constexpr std::uint16_t accepted_upper_threshold = 575;
 constexpr std::uint16_t accepted_lower_threshold = 444;
 
@@ -57,9 +55,6 @@ constexpr std::uint8_t event_code = 6;
 constexpr std::uint8_t system_mask = 1;
 
 constexpr std::uint32_t one_second_us = 1000000;
-
-// The controller counts power in tenths of a watt, its temperature in tenths of a degree; the records hold both x 100.
-constexpr std::uint32_t record_scale = 100;
 
 bool all_ports_are_disabled() REQUIRES(controller_user) {
     say("[%s() , %d]: Check whether the all port power is disabled.\n", poe_chip_init_name, check_ports_line);

@@ -77,6 +77,10 @@ int poe_set_temporary_matrix(std::uint8_t port, std::uint8_t pair_a, std::uint8_
 // 0 = begin programming the temporary matrix, 1 = make it the active one.
 int poe_program_global_matrix(std::uint8_t enable) REQUIRES(controller_user);
 
+// The voltage thresholds, in 0.1 V, that the daemon programs whenever it sets power banks.
+inline constexpr std::uint16_t programmed_upper_threshold = 576;
+inline constexpr std::uint16_t programmed_lower_threshold = 446;
+
 // One bank, or all eight with 128; then the voltage thresholds in 0.1 V, whose failure comes first.
 int poe_set_power_banks(std::uint8_t bank, std::uint16_t watts, std::uint16_t upper, std::uint16_t lower)
     REQUIRES(controller_user);

@@ -20,7 +20,6 @@ int fd_poe_kernel_drv = -1;
 
 namespace {
 
-constexpr std::uint32_t mw_per_watt = 1000;
 constexpr std::uint32_t status_before_first_reading = 11;
 
 void set_default_system_parameters() {

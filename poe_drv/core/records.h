@@ -22,6 +22,11 @@ inline constexpr std::size_t pair_set_count = 2;
 inline constexpr std::array<std::uint8_t, port_count> POE_SW2PAIR_A{0, 2, 4, 6};
 inline constexpr std::array<std::uint8_t, port_count> POE_SW2PAIR_B{1, 3, 5, 7};
 
+// The controller counts power in tenths of a watt, voltage in tenths of a volt, temperature in tenths of a degree; the
+// status records hold its counts x 100.
+inline constexpr std::uint32_t record_scale = 100;
+inline constexpr std::uint32_t mw_per_watt = 1000;
+
 // --- port parameters ---
 
 // What a port is asked to do. Written by the supervision thread alone, field by field, without a lock.

@@ -17,8 +17,6 @@ struct trap_message {
 };
 static_assert(wire_record<trap_message, 21>);
 
-constexpr std::uint32_t mw_per_watt = 1000;
-
 constexpr bool are_the_two_channels(trap_kind one, trap_kind other) {
     return (one == trap_kind::channel_a && other == trap_kind::channel_b) ||
            (one == trap_kind::channel_b && other == trap_kind::channel_a);
