@@ -22,8 +22,9 @@ void add_file_to_records() REQUIRES(g_mutex_poe_tick_thread) {
 
 }  // namespace
 
-bool hourly_save_is_due(const port_stats_cfg& configuration, std::uint32_t uptime_s) {
-    return configuration.enable == statistics_on && uptime_s / seconds_per_hour != configuration.saved_hour;
+bool hourly_save_is_due(const port_stats_cfg& configuration, std::uint32_t minute_uptime_s) {
+    return configuration.enable == statistics_on && minute_uptime_s != 0 &&
+           minute_uptime_s / seconds_per_hour != configuration.saved_hour;
 }
 
 void save_statistics_file(std::uint32_t uptime_s) {

@@ -8,8 +8,9 @@
 #include "core/locks.h"
 #include "stats/record.h"
 
-// Is a save due at this uptime? Statistics are on, and the hour has not been saved yet. Pure.
-bool hourly_save_is_due(const port_stats_cfg& configuration, std::uint32_t uptime_s);
+// Is a save due? Statistics are on, and the hour of the last minute boundary has not been saved yet; before the first
+// boundary (uptime 0) none is. Pure.
+bool hourly_save_is_due(const port_stats_cfg& configuration, std::uint32_t minute_uptime_s);
 
 // Writes the file from the records and remembers the hour. A file that cannot be written leaves the old one, and the
 // hour as it was: a save stays due.

@@ -20,14 +20,14 @@ struct port_patterns {
     watt_pattern even;
     watt_pattern odd;
 };
+// clang-format off
 constexpr std::array patterns{
-    port_patterns{.even = {.least_w = 3.0F, .step_w = 0.25F},
-                  .odd = {.least_w = 4.5F, .step_w = 0.25F}},  // a telephone
-    port_patterns{.even = {.least_w = 8.0F, .step_w = 0.5F}, .odd = {.least_w = 11.0F, .step_w = 0.25F}},  // a camera
-    port_patterns{.even = {.least_w = 16.0F, .step_w = 0.75F},
-                  .odd = {.least_w = 20.0F, .step_w = 0.5F}},  // an access point
-    port_patterns{.even = {.least_w = 36.0F, .step_w = 1.5F}, .odd = {.least_w = 42.0F, .step_w = 1.0F}},  // a display
+    port_patterns{.even = {.least_w =  3.0F, .step_w = 0.25F}, .odd = {.least_w =  4.5F, .step_w = 0.25F}},  // a telephone
+    port_patterns{.even = {.least_w =  8.0F, .step_w = 0.5F},  .odd = {.least_w = 11.0F, .step_w = 0.25F}},  // a camera
+    port_patterns{.even = {.least_w = 16.0F, .step_w = 0.75F}, .odd = {.least_w = 20.0F, .step_w = 0.5F}},   // an access point
+    port_patterns{.even = {.least_w = 36.0F, .step_w = 1.5F},  .odd = {.least_w = 42.5F, .step_w = 1.0F}},   // a display
 };
+// clang-format on
 
 void fill_ring(std::span<stats_slot> ring, std::size_t filled, std::uint32_t period, std::size_t port,
                const slot_time& now) {
