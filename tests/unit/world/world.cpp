@@ -229,6 +229,7 @@ int system_start_thread(void* (*entry)(void*)) {
 
 void system_return_free_memory() {
     the_world.memory_returns++;
+    if (the_world.on_memory_return) the_world.on_memory_return();
 }
 
 // --- the libraries that a switch may replace ---
@@ -253,10 +254,14 @@ int __poe_drv_ipc_send(int socket, const void* peer, const void* data, int lengt
     if (the_world.witness) the_world.witness("send");
     char path[109]{};
     std::memcpy(path, static_cast<const char*>(peer) + 2, 108);
+    std::array<std::uint8_t, 110> address;
+    std::memcpy(address.data(), peer, address.size());
     const auto* bytes = static_cast<const std::uint8_t*>(data);
     the_world.replies.push_back({socket,
                                  path,
                                  {bytes, bytes + length},
-                                 timeout != nullptr ? timeout->tv_sec * 1000000 + timeout->tv_usec : -1});
+                                 timeout != nullptr ? timeout->tv_sec * 1000000 + timeout->tv_usec : -1,
+                                 address});
+    if (the_world.on_send) the_world.on_send();
     return the_world.send_result < 0 ? the_world.send_result : length;
 }

@@ -31,6 +31,7 @@ struct sent_reply {
     std::string path;  // of the peer
     std::vector<std::uint8_t> bytes;
     std::int64_t timeout_us;
+    std::array<std::uint8_t, 110> peer;  // the whole address
 };
 
 struct cpld_write {
@@ -59,7 +60,9 @@ struct test_world {
     std::map<std::string, std::string> files;  // contents by path; system_file_exists looks here too
     bool files_cannot_be_written = false;
     bool pipe_missing = false;
-    int send_result = 0;  // negative: sending fails with it; otherwise the length is returned
+    int send_result = 0;                     // negative: sending fails with it; otherwise the length is returned
+    std::function<void()> on_send;           // called while a reply is sent
+    std::function<void()> on_memory_return;  // called while free memory goes back to the system
     int start_thread_result = 0;
     system_time monotonic{};
     std::uint32_t uptime_s = 0;
