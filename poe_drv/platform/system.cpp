@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include <fcntl.h>
@@ -31,20 +32,27 @@ bool write_all(int descriptor, const char* data, std::size_t length) {
     return true;
 }
 
-// Makes a rename in the folder of `path` durable.
+// Makes a new or changed name in the folder of `path` durable.
 void sync_folder_of(const char* path) {
-    char folder[longest_path];
-    if (std::snprintf(folder, sizeof folder, "%s", path) >= static_cast<int>(sizeof folder)) return;
-    char* slash = nullptr;
-    for (char* c = folder; *c != '\0'; c++) {
-        if (*c == '/') slash = c;
+    const char* slash = std::strrchr(path, '/');
+    const std::size_t length = slash == nullptr ? 0 : static_cast<std::size_t>(slash - path) + 1;
+    char folder[longest_path] = ".";
+    if (length >= sizeof folder) return;
+    if (length > 0) {
+        std::memcpy(folder, path, length);
+        folder[length] = '\0';
     }
-    if (slash == nullptr) return;
-    slash[slash == folder ? 1 : 0] = '\0';
     const int descriptor = open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0) return;
     fsync(descriptor);
     close(descriptor);
+}
+
+// Gives an open file the permissions of the file at `path`, when there is one.
+bool keep_mode_of(const char* path, int descriptor) {
+    struct stat found {};
+    if (lstat(path, &found) != 0 || !S_ISREG(found.st_mode)) return true;
+    return fchmod(descriptor, found.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO)) == 0;
 }
 
 }  // namespace
@@ -94,7 +102,7 @@ bool system_file_exists(const char* path) {
 }
 
 std::ptrdiff_t system_read_file(const char* path, char* buffer, std::size_t capacity) {
-    const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (descriptor < 0) return -1;
     std::size_t length = 0;
     while (length < capacity) {
@@ -112,12 +120,10 @@ std::ptrdiff_t system_read_file(const char* path, char* buffer, std::size_t capa
 }
 
 void system_append_durably(const char* path, const char* text) {
-    const int descriptor = open(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, new_file_mode);
+    constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    const int descriptor = open(path, flags, new_file_mode);
     if (descriptor < 0) return;
-    std::size_t length = 0;
-    while (text[length] != '\0')
-        length++;
-    write_all(descriptor, text, length);
+    write_all(descriptor, text, std::strlen(text));
     fsync(descriptor);
     close(descriptor);
     sync_folder_of(path);
@@ -126,9 +132,10 @@ void system_append_durably(const char* path, const char* text) {
 bool system_replace_durably(const char* path, const char* text, std::size_t length) {
     char draft[longest_path];
     if (std::snprintf(draft, sizeof draft, "%s.new", path) >= static_cast<int>(sizeof draft)) return false;
-    const int descriptor = open(draft, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, new_file_mode);
+    unlink(draft);  // one that a power cut left, or whatever else took its name
+    const int descriptor = open(draft, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, new_file_mode);
     if (descriptor < 0) return false;
-    bool replaced = write_all(descriptor, text, length) && fsync(descriptor) == 0;
+    bool replaced = keep_mode_of(path, descriptor) && write_all(descriptor, text, length) && fsync(descriptor) == 0;
     close(descriptor);
     replaced = replaced && rename(draft, path) == 0;
     if (replaced) {
@@ -169,7 +176,9 @@ void system_shell(const char* command) {
 
 int system_start_thread(void* (*entry)(void*)) {
     pthread_t thread;
-    return pthread_create(&thread, nullptr, entry, nullptr);
+    const int error = pthread_create(&thread, nullptr, entry, nullptr);
+    if (error == 0) pthread_detach(thread);
+    return error;
 }
 
 void system_return_free_memory() {

@@ -48,18 +48,20 @@ std::ptrdiff_t system_read_file(const char* path, char* buffer, std::size_t capa
 void system_append_durably(const char* path, const char* text);
 
 // Puts `text` in the place of a file's contents so that a power cut leaves the old file or the new one, never a torn
-// one. Returns false, with the old file untouched, when that cannot be done.
+// one; the file keeps its permissions. Returns false, with the old file untouched, when that cannot be done. The draft
+// stands beside the file under its name with ".new" behind it, and is gone on return.
 bool system_replace_durably(const char* path, const char* text, std::size_t length);
 
 void system_remove_file(const char* path);
 
-// Removes whatever stands at `path` unless it is a regular file.
+// Removes what stands at `path` unless it is a regular file: a link itself, not what it points to. A folder that is not
+// empty stays.
 void system_remove_unless_regular(const char* path);
 
 // Opens a named pipe read-write, without blocking, without following a link, close-on-exec. Descriptor or -1.
 int system_open_pipe(const char* path);
 
-// One write. Returns the bytes written, or -1.
+// One write. Returns the bytes written, or -1. Whether a broken pipe raises a signal is the process's setting.
 std::ptrdiff_t system_write(int descriptor, const void* data, std::size_t length);
 
 // --- process ---
