@@ -1,6 +1,7 @@
 #include "core/port_parameters.h"
 
 #include "core/diagnostics.h"
+#include "core/parameter_limits.h"
 #include "core/records.h"
 
 namespace {
@@ -14,11 +15,6 @@ constexpr int schedule_enable_line = 3506;
 constexpr int power_limit_line = 3514;
 constexpr int poe_mode_line = 3522;
 constexpr int re_enable_line = 3529;
-
-constexpr std::uint32_t lowest_power_limit = 10;
-constexpr std::uint32_t highest_power_limit = 900;
-constexpr std::int8_t lowest_re_enable_s = 5;
-constexpr std::int8_t highest_re_enable_s = 60;
 
 constexpr bool keep_or_within(std::int8_t value, std::int8_t lowest, std::int8_t highest) {
     return value == keep_value || (value >= lowest && value <= highest);
@@ -43,7 +39,7 @@ int check_one_port_pmt_value(const port_parameter_block* block) {
         say("[%s , %d]:Port_Enable=(%d)\n", __func__, port_enable_line, b.Port_Enable);
         return -1;
     }
-    if (!keep_or_within(b.Power_Priority, 1, 3)) {
+    if (!keep_or_within(b.Power_Priority, highest_priority, lowest_priority)) {
         say("[%s , %d]:Power_Priority=(%d)\n", __func__, power_priority_line, b.Power_Priority);
         return -1;
     }
@@ -55,7 +51,7 @@ int check_one_port_pmt_value(const port_parameter_block* block) {
         say("[%s , %d]:Power_Limit_Val=(%d)\n", __func__, power_limit_line, static_cast<std::int32_t>(limit));
         return -1;
     }
-    if (!keep_or_within(b.PoE_Mode, 0, 4)) {
+    if (!keep_or_within(b.PoE_Mode, 0, highest_poe_mode)) {
         say("[%s , %d]:PoE_Mode=(%d)\n", __func__, poe_mode_line, b.PoE_Mode);
         return -1;
     }

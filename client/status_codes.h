@@ -1,0 +1,25 @@
+// The sixteen status codes of a port or a pair set: number, short name, and what a person wants to know about them.
+// Codes that only pass on what the controller says carry the controller's number in their name. Pure; any thread.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+namespace poe_client {
+
+inline constexpr std::uint32_t status_delivering = 1;
+
+struct status_code {
+    std::uint32_t number;
+    std::string_view name;
+    std::string_view meaning;    // what it means, what usually causes it, what to do
+};
+
+extern const std::array<status_code, 16> status_codes;
+
+// The name of a code, "unknown" for a number that is none.
+std::string_view status_name(std::uint32_t number);
+std::string_view status_meaning(std::uint32_t number);
+
+}  // namespace poe_client
