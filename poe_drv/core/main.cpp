@@ -68,7 +68,7 @@ int main(int argc, char** argv) {
 
     read_power_budget_file();
     turn_all_leds_off();
-    clear_flash_mark_flags();
+    clear_error_write_to_flash_flags();
     if (argc == 2) g_say_bye_bye_file_path = argv[1];
 
     int external_socket = -1;
