@@ -276,8 +276,9 @@ TEST_F(port_settings, global_power_off_clears_every_mark_even_when_it_fails) {
 
 TEST_F(port_settings, the_marks_are_cleared_before_the_controller_hears_of_it) {
     unsigned seen = 0xFF;
-    the_world.controller = [&seen](std::uint32_t, frame_bytes&) {
+    the_world.controller = [&seen](std::uint32_t, frame_bytes& frame) {
         seen = g_port_pwr_auto_off;
+        frame = answer_frame({frame[0]});
         return 0;
     };
     _rtl_global_set(0x00, 1);
