@@ -54,7 +54,8 @@ TEST_F(statistics_file, a_save_is_due_when_statistics_are_on_and_the_last_minute
         for (const std::uint32_t saved_hour : {0U, 1U, 2U, 1193046U}) {
             for (const std::uint32_t uptime_s : {0U, 59U, 3599U, 3600U, 7199U, 7200U, 0xFFFFFFFFU}) {
                 const port_stats_cfg now{static_cast<std::uint8_t>(enable), 1, {}, saved_hour};
-                EXPECT_EQ(hourly_save_is_due(now, uptime_s), enable == 1 && uptime_s != 0 && uptime_s / 3600 != saved_hour)
+                EXPECT_EQ(hourly_save_is_due(now, uptime_s),
+                          enable == 1 && uptime_s != 0 && uptime_s / 3600 != saved_hour)
                     << enable << ' ' << saved_hour << ' ' << uptime_s;
             }
         }
