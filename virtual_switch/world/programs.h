@@ -1,0 +1,27 @@
+// Where programs and the preload library are: beside the command's own binary first, so that an installed tree runs
+// what was installed with it.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace vswitch {
+
+std::filesystem::path own_folder();  // of the running command's binary
+
+// A name with a slash is a path; otherwise it is looked up in ../sbin and the folder of the command itself, then in
+// `search_path` (folders with colons between them). Empty when it is nowhere.
+std::filesystem::path find_program(const std::string& name, const std::filesystem::path& own,
+                                   const std::string& search_path);
+
+// In ../lib of an installed tree, or beside the command in a build tree. Empty when it is nowhere.
+std::filesystem::path find_preload_library(const std::filesystem::path& own);
+
+// The environment of a program that is attached to the switch: `environment` with the preload library, the folder of
+// the devices and the speed.
+std::vector<std::string> attached_environment(const char* const* environment,
+                                              const std::filesystem::path& preload_library,
+                                              const std::filesystem::path& device_folder, unsigned speed);
+
+}  // namespace vswitch
