@@ -114,7 +114,8 @@ TEST_F(configuration_requests, one_ports_power_limit_is_checked) {
         bytes block = valid_block;
         put32(block, 8, limit);
 
-        stderr_of([&] { expect(accepted, poe_drv_ipc_request_set_one_port_pmt, request_with(129, {block})); });
+        stderr_of(
+            [&, valid = accepted] { expect(valid, poe_drv_ipc_request_set_one_port_pmt, request_with(129, {block})); });
     }
 }
 
@@ -167,20 +168,19 @@ TEST_F(configuration_requests, the_first_bad_block_is_named_and_the_ones_behind_
 }
 
 TEST_F(configuration_requests, every_byte_of_every_block_is_checked) {
-    for (std::size_t k = 0; k < 4; k++) {
-        for (std::size_t field = 0; field < 8; field++) {
+    stderr_of([&] {
+        for (std::size_t at = 0; at < 4 * 8; at++) {
+            const std::size_t k = at / 8, field = at % 8;
             for (int value = 0; value < 256; value++) {
                 std::vector<bytes> blocks(4, valid_block);
                 blocks[k][field] = static_cast<std::uint8_t>(value);
 
-                stderr_of([&] {
-                    expect(is_valid_in_a_block(field, value), poe_drv_ipc_request_set_all_port_pmt,
-                           request_with(130, blocks));
-                });
+                expect(is_valid_in_a_block(field, value), poe_drv_ipc_request_set_all_port_pmt,
+                       request_with(130, blocks));
                 if (HasFatalFailure()) return;
             }
         }
-    }
+    });
 }
 
 // --- all ports, the same for each ---
@@ -201,18 +201,20 @@ TEST_F(configuration_requests, the_same_parameters_are_queued_with_a_port_byte_o
 }
 
 TEST_F(configuration_requests, the_same_parameters_must_all_be_given_and_valid) {
-    for (std::size_t field = 1; field < 8; field++) {
-        for (int value = 0; value < 256; value++) {
-            bytes block = valid_block;
-            block[0] = 0;
-            block[field] = static_cast<std::uint8_t>(value);
-            const bool reserved = field >= 6;
-            const bool accepted = reserved || (is_valid_in_a_block(field, value) && value != 255);
+    stderr_of([&] {
+        for (std::size_t field = 1; field < 8; field++) {
+            for (int value = 0; value < 256; value++) {
+                bytes block = valid_block;
+                block[0] = 0;
+                block[field] = static_cast<std::uint8_t>(value);
+                const bool reserved = field >= 6;
+                const bool accepted = reserved || (is_valid_in_a_block(field, value) && value != 255);
 
-            stderr_of([&] { expect(accepted, poe_drv_ipc_request_set_all_port_same_pmt, request_with(132, {block})); });
-            if (HasFatalFailure()) return;
+                expect(accepted, poe_drv_ipc_request_set_all_port_same_pmt, request_with(132, {block}));
+                if (HasFatalFailure()) return;
+            }
         }
-    }
+    });
     bytes block = valid_block;
     block[0] = 0;
     put32(block, 8, 0xFFFFFFFF);

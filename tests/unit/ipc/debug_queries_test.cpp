@@ -88,7 +88,7 @@ TEST_F(debug_queries, a_reply_that_is_lost_is_said_and_served_all_the_same) {
                                               "poe_drv_ipc_reply_get_dbg_communication_info"},
           std::pair<ipc_handler, const char*>{poe_drv_ipc_reply_get_dbg_read_mixed_info,
                                               "poe_drv_ipc_reply_get_dbg_read_mixed_info"}}) {
-        const std::string said = stderr_of([&] { EXPECT_EQ(request(handler, {0}), 0); });
+        const std::string said = stderr_of([&, h = handler] { EXPECT_EQ(request(h, {0}), 0); });
 
         const std::string line =
             std::string(R"(\[poe_drv\.c , )") + name + R"(\(\) , [1-9][0-9]*\]: result_send=\(-1\)\n)";
