@@ -16,12 +16,14 @@ struct reported_codes {
     std::uint8_t sub_status;   // 255 when the status is a fault
     std::uint8_t error_code;   // 255 unless the status is a fault
     std::uint8_t power_class;  // 255 when the status is a fault
+    bool operator==(const reported_codes&) const = default;
 };
 
 struct channel_reading {
     std::uint16_t voltage;  // 0.1 V
     std::uint16_t current;
     reported_codes codes;
+    bool operator==(const channel_reading&) const = default;
 };
 
 inline constexpr std::size_t event_counter_count = 5;
@@ -36,6 +38,7 @@ struct port_reading {
     std::array<std::uint8_t, event_counter_count> event_counter;  // events since the previous poll
     std::array<channel_reading, pair_set_count> channel;          // pair set A, pair set B
     bool status_is_old;  // this poll's status read failed: the codes are an earlier poll's
+    bool operator==(const port_reading&) const = default;
 };
 
 extern std::array<port_reading, port_count> llp_new GUARDED_BY(controller_user);

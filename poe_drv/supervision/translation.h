@@ -24,16 +24,16 @@ inline constexpr std::uint8_t port_type_not_reported = 255;
 
 // What is known about a port, or about one of its pair sets.
 struct translation_question {
-    std::uint8_t status;  // controller_state, or a code that has no name
-    std::uint8_t sub_status;
-    std::uint8_t error_code;
-    std::uint8_t port_type;
-    bool is_channel;       // a pair set, not the port
-    bool auto_off;         // the port is switched off automatically
-    bool searching_event;  // the port's event counters 1, 2, 3 and 5: non-zero?
-    bool denied_event;
-    bool overload_event;
-    bool hold_event;
+    std::uint8_t status = 0;  // controller_state, or a code that has no name
+    std::uint8_t sub_status = 0;
+    std::uint8_t error_code = 0;
+    std::uint8_t port_type = 0;
+    bool is_channel = false;       // a pair set, not the port
+    bool auto_off = false;         // the port is switched off automatically
+    bool searching_event = false;  // the port's event counters 1, 2, 3 and 5: non-zero?
+    bool denied_event = false;
+    bool overload_event = false;
+    bool hold_event = false;
 };
 
 struct translation_answer {
