@@ -11,11 +11,14 @@
 namespace {
 
 void write_line(int descriptor, const char* format, va_list arguments) {
-    char line[longest_line];
-    const int wanted = std::vsnprintf(line, sizeof line, format, arguments);
-    if (wanted < 0) return;
-    const std::size_t length = wanted < longest_line ? static_cast<std::size_t>(wanted) : sizeof line - 1;
-    system_write(descriptor, line, length);
+    char line[longest_line + 1];
+    int length = std::vsnprintf(line, sizeof line, format, arguments);
+    if (length < 0) return;
+    if (length > longest_line) {
+        length = longest_line;
+        line[longest_line - 1] = '\n';
+    }
+    system_write(descriptor, line, static_cast<std::size_t>(length));
 }
 
 }  // namespace

@@ -12,7 +12,8 @@ struct said_by {
     int line;
 };
 
-// Formats one line (with its newline) and writes it to standard error. Longer than `longest_line` bytes, it is cut.
+// Formats one line (with its newline) and writes it to standard error. Longer than `longest_line` bytes, it is cut,
+// and ends with a newline all the same.
 inline constexpr int longest_line = 512;
 void say(const char* format, ...) __attribute__((format(printf, 1, 2)));
 

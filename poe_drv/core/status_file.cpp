@@ -7,12 +7,19 @@
 
 const char* g_say_bye_bye_file_path;
 
+namespace {
+
+// With its zero: the kernel takes no longer argument, so no shell could be given a longer command.
+constexpr int longest_shell_command = 32 * 4096;
+
+}  // namespace
+
 void say_message_to_file(const char* message) {
     if (g_say_bye_bye_file_path == nullptr) return;
-    char* command = nullptr;  // as long as the path makes it
-    if (asprintf(&command, "echo \"%s\" > %s", message, g_say_bye_bye_file_path) < 0) return;
+    static char command[longest_shell_command];
+    const int length = std::snprintf(command, sizeof command, "echo \"%s\" > %s", message, g_say_bye_bye_file_path);
+    if (length < 0 || length >= longest_shell_command) return;
     system_shell(command);
-    std::free(command);
 }
 
 void say_bye_bye_and_exit(int status, const char* message) {
