@@ -25,7 +25,7 @@ struct device_answer {
     std::uint32_t delay_us;
 };
 
-// Text for people, or JSON when it was asked for. Not ok: text says why.
+// Text for people without a last newline, or one JSON document when that was asked for. Not ok: it says why.
 struct verb_result {
     bool ok;
     std::string text;
