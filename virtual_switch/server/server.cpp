@@ -48,6 +48,8 @@ server::server(const server_settings& settings, daemon_command command, const wo
 
 std::string server::open() {
     const sigset_t signals = server_signals();
+    // First: a world on which another switch answers is left alone.
+    if (std::string problem = control_.open_at(settings_.control); !problem.empty()) return problem;
     signals_.reset(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
     if (!signals_.is_open()) return std::string("no signal descriptor: ") + std::strerror(errno);
     loop_.watch(signals_.get(), [this] { handle_signals(); });
@@ -57,7 +59,7 @@ std::string server::open() {
         return problem;
     }
     loop_.watch(traps_.descriptor(), [this] { drain_traps(); });
-    return control_.open_at(settings_.control);
+    return {};
 }
 
 int server::run(bool start_daemon_now, std::function<void()> ready) {

@@ -1,0 +1,55 @@
+"""Worlds for tests: one fresh world a test, made when the test asks for it and gone when it ends."""
+import pathlib
+import subprocess
+
+import pytest
+
+from world import World
+
+FIXTURES = pathlib.Path(__file__).parent / "fixtures"
+
+
+@pytest.fixture
+def make_world(request):
+    """make_world(speed=100, ...) starts a World that ends with the test."""
+    worlds = []
+
+    def make(**how):
+        world = World(**how)
+        worlds.append(world)
+        return world.start()
+
+    request.node.worlds = worlds
+    yield make
+    failed = getattr(request.node, "failed", False)
+    problems = []
+    for world in worlds:
+        try:
+            world.close(check=not failed)
+        except AssertionError as problem:
+            problems.append(problem)
+    if problems:
+        raise problems[0]
+
+
+@pytest.fixture
+def world(make_world):
+    """The daemon on a switch with nothing plugged in, serving its clients."""
+    return make_world()
+
+
+@pytest.fixture(scope="session")
+def stand_in(tmp_path_factory):
+    """A small program in the daemon's place: see fixtures/stand_in.c."""
+    program = tmp_path_factory.mktemp("stand-in") / "stand_in"
+    subprocess.run(["cc", "-O1", "-Wall", "-Werror", "-o", program, FIXTURES / "stand_in.c"], check=True)
+    return program
+
+
+@pytest.hookimpl(hookwrapper=True)
+def pytest_runtest_makereport(item, call):
+    report = (yield).get_result()
+    if report.when == "call" and report.failed:
+        item.failed = True
+        for world in getattr(item, "worlds", []):
+            report.sections.append(("the world", world.story()))
