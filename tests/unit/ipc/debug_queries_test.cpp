@@ -2,6 +2,7 @@
 
 #include "controller/counters.h"
 #include "ipc_test.h"
+#include "lock_count.h"
 
 namespace {
 
@@ -93,6 +94,18 @@ TEST_F(debug_queries, a_reply_that_is_lost_is_said_and_served_all_the_same) {
         const std::string line =
             std::string(R"(\[poe_drv\.c , )") + name + R"(\(\) , [1-9][0-9]*\]: result_send=\(-1\)\n)";
         EXPECT_TRUE(std::regex_match(said, std::regex(line))) << said;
+    }
+}
+
+TEST_F(debug_queries, each_copies_in_one_hold_of_the_tick_lock_and_takes_no_other) {
+    for (const ipc_handler handler :
+         {poe_drv_ipc_reply_get_dbg_communication_info, poe_drv_ipc_reply_get_dbg_read_mixed_info}) {
+        for (const auto& [mutex, times] :
+             {std::pair{&g_mutex_poe_tick_thread, 1}, std::pair{&g_mutex_poe_share_data_thread, 0}}) {
+            const lock_count locks(*mutex);
+            request(handler, {0});
+            EXPECT_EQ(locks.taken(), times);
+        }
     }
 }
 

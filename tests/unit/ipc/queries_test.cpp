@@ -5,6 +5,7 @@
 
 #include "ipc/status_blocks.h"
 #include "ipc_test.h"
+#include "lock_count.h"
 
 namespace {
 
@@ -297,6 +298,26 @@ TEST_F(queries, no_lock_is_held_while_a_reply_is_sent) {
         EXPECT_EQ(the_world.replies.back().timeout_us, 1000);
         the_reply();
     }
+}
+
+TEST_F(queries, everything_that_a_reply_tells_is_copied_in_one_hold_of_the_tick_lock) {
+    bytes payload(92);
+    for (const ipc_handler handler :
+         {poe_drv_ipc_reply_get_sys_pwr_pmt, poe_drv_ipc_reply_get_one_port_pmt, poe_drv_ipc_reply_get_all_port_pmt,
+          poe_drv_ipc_reply_get_sys_pwr_stu, poe_drv_ipc_reply_get_one_port_stu, poe_drv_ipc_reply_get_all_port_stu,
+          poe_drv_ipc_reply_get_combine_sys_port_stu, poe_drv_ipc_reply_get_pwr_bnk_pmt}) {
+        const lock_count tick_locks(g_mutex_poe_tick_thread);
+        request(handler, payload);
+        EXPECT_EQ(tick_locks.taken(), 1);
+    }
+}
+
+TEST_F(queries, the_re_enable_state_takes_the_tick_lock_once_for_the_tick_and_once_for_the_ports) {
+    const lock_count tick_locks(g_mutex_poe_tick_thread);
+
+    ask(poe_drv_ipc_reply_get_re_enable_port_info);
+
+    EXPECT_EQ(tick_locks.taken(), 2);
 }
 
 TEST_F(queries, replies_of_several_ports_show_one_moment) {

@@ -9,6 +9,7 @@
 
 #include "ipc/set_records.h"
 #include "ipc_test.h"
+#include "lock_count.h"
 #include "memory.h"
 
 namespace {
@@ -69,6 +70,27 @@ TEST_F(set_queue, the_head_is_the_newest_record_and_links_to_older_ones) {
         record = record->older;
     }
     EXPECT_EQ(record, nullptr);
+}
+
+TEST_F(set_queue, the_oldest_record_links_to_nothing_after_an_older_one_has_gone) {
+    for (std::uint8_t i = 1; i <= 3; i++)
+        push(numbered_record(i));
+    pop();
+
+    const set_queue_lock held;
+    ASSERT_NE(__g_poe_set_data->older, nullptr);
+    EXPECT_EQ(__g_poe_set_data->older->data[8], 2);
+    EXPECT_EQ(__g_poe_set_data->older->older, nullptr);
+}
+
+TEST_F(set_queue, the_marks_lock_is_taken_only_to_raise_it) {
+    const lock_count locks(g_mutex_poe_share_data_thread);
+    push(numbered_record(1));
+    EXPECT_EQ(locks.taken(), 1);
+
+    pop();
+    push(numbered_record(2));
+    EXPECT_EQ(locks.taken(), 1);
 }
 
 TEST_F(set_queue, the_high_water_mark_is_the_deepest_depth_after_a_push_and_only_grows) {
