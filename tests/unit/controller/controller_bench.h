@@ -122,11 +122,25 @@ class controller_bench : public records_test {
         return testing::internal::GetCapturedStderr();
     }
 
+    // Its result, when what it says is another test's business.
+    template <typename operation>
+    static int quietly(operation run) {
+        int status = 0;
+        said_during([&] { status = run(); });
+        return status;
+    }
+
     static std::string marks(const char* path) {
         const auto file = the_world.files.find(path);
         return file == the_world.files.end() ? "" : file->second;
     }
 };
+
+// An answer whose checksum is wrong: the quickest way for one step to fail, with -2.
+inline frame_bytes damaged(frame_bytes answer) {
+    answer[11]++;
+    return answer;
+}
 
 // The text of a failure report: "[name() , line]: text!!!", whatever the line.
 inline testing::Matcher<std::string> reported_under(const std::string& name, const std::string& text) {
