@@ -388,7 +388,7 @@ TEST_F(collection, remaining_power_wraps_below_zero) {
 
 TEST_F(collection, the_usage_alarm_fires_once_at_the_threshold_and_again_after_a_fall) {
     g_sys_pwr_stu.total_mw = 100000;
-    const auto collected = [this](std::uint32_t first, std::uint32_t second) {
+    const auto collected = [](std::uint32_t first, std::uint32_t second) {
         draws(0, first);
         draws(1, second);
         collect_at(1);
