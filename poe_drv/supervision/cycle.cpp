@@ -50,7 +50,6 @@ void poll_port(supervision_state& state) REQUIRES(controller_user) {
 }
 
 void poll_disabled_system() REQUIRES(controller_user) {
-    llp_new = {};
     for (std::uint8_t port = 0; port < port_count; port++)
         read_temperature_only(port);
 }

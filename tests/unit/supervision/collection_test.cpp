@@ -322,6 +322,19 @@ TEST_F(collection, a_failed_link_query_counts_as_link_down) {
     EXPECT_EQ(g_port_pwr_auto_off, 0);
 }
 
+TEST_F(collection, a_failed_link_query_counts_as_link_down_whatever_an_earlier_one_said) {
+    llp_new[2].codes.status = 1;
+    the_world.link_up[2] = true;
+    collect_at(1);
+    llp_new[2].codes.status = 0;
+    llp_new[3].codes.status = 1;
+    the_world.link_monitor_fails = true;
+    testing::internal::CaptureStdout();
+    collect_at(2);
+    testing::internal::GetCapturedStdout();
+    EXPECT_FALSE(is_auto_off(3));
+}
+
 TEST_F(collection, a_marked_port_that_the_controller_reports_disabled_shows_13_in_every_part) {
     g_port_pwr_auto_off = 0b0010;
     collect_at(1);
@@ -388,7 +401,7 @@ TEST_F(collection, remaining_power_wraps_below_zero) {
 
 TEST_F(collection, the_usage_alarm_fires_once_at_the_threshold_and_again_after_a_fall) {
     g_sys_pwr_stu.total_mw = 100000;
-    const auto collected = [this](std::uint32_t first, std::uint32_t second) {
+    const auto collected = [](std::uint32_t first, std::uint32_t second) {
         draws(0, first);
         draws(1, second);
         collect_at(1);

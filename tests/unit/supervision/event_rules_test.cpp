@@ -100,7 +100,7 @@ struct stage {
     bool start_up_pass, reporting;
 };
 constexpr stage stages[]{{false, false}, {true, false}, {false, true}};
-constexpr std::uint32_t recorded_types[]{0, 1, 2, 3, 4, 254, 256, 0xFFFFFFFF};
+constexpr std::uint32_t recorded_types[]{0, 1, 2, 3, 4, 256};
 constexpr std::uint8_t new_types[]{0, 1, 2, 3, 4, 255};
 
 std::uint8_t byte(int value) {
@@ -129,8 +129,8 @@ TEST(port_change, follows_the_rule_for_every_pair_of_port_statuses) {
 }
 
 TEST(port_change, follows_the_rule_for_channel_statuses_and_sub_statuses) {
-    constexpr std::uint8_t statuses[]{0, 1, 2, 5, 12, 13, 255};
-    constexpr std::uint8_t sub_statuses[]{0, 1, 2, 255};
+    constexpr std::uint8_t statuses[]{0, 1, 2, 12, 13};
+    constexpr std::uint8_t sub_statuses[]{0, 1, 255};
     const auto all_channels = [&](question q) {
         for (const auto old_a : statuses) {
             for (const auto new_a : statuses) {
