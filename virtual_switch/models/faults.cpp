@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <ranges>
 
 namespace vswitch {
 
@@ -91,13 +90,13 @@ bool fault_list::strike(fault_kind kind) {
 }
 
 const forced_answer* forced_answer_list::find(const frame& request) const {
-    for (const forced_answer& one : std::views::reverse(answers_)) {
-        if (one.key != request[key_at]) continue;
-        if (one.selector && *one.selector != request[selector_at]) continue;
-        if (one.port && *one.port != request[data_at]) continue;
-        return &one;
-    }
-    return nullptr;
+    const auto fits = [&request](const forced_answer& one) {
+        if (one.key != request[key_at]) return false;
+        if (one.selector && *one.selector != request[selector_at]) return false;
+        return !one.port || *one.port == request[data_at];
+    };
+    const auto newest = std::find_if(answers_.rbegin(), answers_.rend(), fits);
+    return newest == answers_.rend() ? nullptr : &*newest;
 }
 
 }  // namespace vswitch
