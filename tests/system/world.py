@@ -176,8 +176,9 @@ class World:
     def show(self):
         return self.vswitch("show")
 
-    def frames(self):
-        return self.vswitch("frames")["frames"]
+    def frames(self, *choice):
+        """Every frame that the controller still remembers, or those of a choice such as "--after", 120."""
+        return self.vswitch("frames", *(choice or ["--all"]))["frames"]
 
     def traps(self):
         return self.vswitch("traps")["traps"]

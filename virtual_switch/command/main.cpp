@@ -18,6 +18,7 @@ constexpr const char* verbs_help = R"(Any other word is a verb for the running s
   start, stop, restart    the daemon
   wait                    until the daemon answers
   daemon, world           how it is, where it is
+  latency US              the controller's time to answer
   quit                    end daemon and switch
   plug, unplug, load, link, fault, show, frames, traps, help
                           the switch's own; "vswitch help" tells them all

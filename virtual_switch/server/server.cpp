@@ -1,6 +1,7 @@
 #include "server/server.h"
 
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <sstream>
@@ -15,6 +16,20 @@ namespace {
 constexpr int signal_base = 128;
 constexpr const char* ready_text = "the daemon is ready";
 constexpr const char* trap_pipe_name = "snmp_proc_pipe";
+
+constexpr const char* own_verbs_help = R"(start, stop, restart: the daemon
+wait: until the daemon answers
+daemon, world: how it is, where it is
+latency MICROSECONDS
+quit: end daemon and switch
+)";
+
+std::optional<std::uint32_t> number_in(const std::string& text) {
+    std::uint32_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    return value;
+}
 
 // A reply whose text is there for both kinds of readers.
 control_reply say(control_result result, const std::string& text, bool json) {
@@ -136,7 +151,8 @@ void server::handle_signals() {
 void server::serve(const control_request& request) {
     drain_traps();
     if (serve_daemon_verb(request)) return;
-    const verb_result result = model_.verb(request.words, request.json);
+    verb_result result = model_.verb(request.words, request.json);
+    if (request.words.front() == "help" && result.ok && !request.json) result.text = own_verbs_help + result.text;
     request.answer({.result = result.ok ? control_result::done : control_result::refused, .text = result.text});
 }
 
@@ -171,6 +187,15 @@ bool server::serve_daemon_verb(const control_request& request) {
         request.answer(describe_world(request.json));
     } else if (verb == enter_verb) {
         request.answer(entrance());
+    } else if (verb == "latency") {
+        const std::optional<std::uint32_t> latency_us =
+            request.words.size() == 2 ? number_in(request.words[1]) : std::nullopt;
+        if (!latency_us) {
+            reply(control_result::refused, "latency takes a number of microseconds");
+        } else {
+            devices_.set_latency(*latency_us);
+            reply(control_result::done, "the controller takes " + request.words[1] + " us to answer");
+        }
     } else if (verb == "quit") {
         stop_daemon();
         reply(control_result::done, "the virtual switch has ended");
@@ -209,11 +234,11 @@ control_reply server::describe_world(bool json) const {
         text << "{\"ok\": true, \"world\": " << json_string(settings_.folders.root.native())
              << ", \"control\": " << json_string(settings_.control.native())
              << ", \"private\": " << (is_private ? "true" : "false") << ", \"speed\": " << settings_.time.speed
-             << ", \"latency_us\": " << settings_.time.latency_us << ", \"seed\": " << settings_.seed << "}";
+             << ", \"latency_us\": " << devices_.time().latency_us << ", \"seed\": " << settings_.seed << "}";
     } else {
         text << "world " << settings_.folders.root.native() << (is_private ? "" : " (plain file system)")
              << "\ncontrol " << settings_.control.native() << "\nspeed " << settings_.time.speed << ", latency "
-             << settings_.time.latency_us << " us, seed " << settings_.seed;
+             << devices_.time().latency_us << " us, seed " << settings_.seed;
     }
     return {.result = control_result::done, .text = text.str()};
 }
