@@ -192,6 +192,24 @@ def test_the_controller_takes_its_latency_to_answer(make_world, stand_in):
     assert os.times().elapsed - started > 6 * 0.1
 
 
+def test_the_latency_can_change_while_the_daemon_runs(serving):
+    serving.vswitch("latency", "20000")
+    assert serving.vswitch("world")["latency_us"] == 20000
+    before = serving.vswitch("frames")["total"]
+    started = os.times().elapsed
+    serving.wait_for("ten transactions", lambda: serving.vswitch("frames")["total"] >= before + 10)
+    assert os.times().elapsed - started > 0.15
+    with pytest.raises(Refused, match="microseconds"):
+        serving.vswitch("latency", "soon")
+
+
+def test_the_controller_lives_through_the_daemons_pauses(make_world, stand_in):
+    world = make_world(program=stand_in, arguments=["opens", "sleeps", "opens", "serve"], ready="started", speed=1000)
+    world.wait_for("the stand-in to serve", lambda: "serving" in "".join(world.stdout_lines()))
+    times = [frame["at_us"] for frame in world.frames()]
+    assert 4_999_999 <= times[6] - times[5] < 5_100_000
+
+
 # --- the daemon as a process ------------------------------------------------------------------------------------------
 
 
@@ -265,6 +283,29 @@ def test_a_second_program_shares_the_switch(serving, stand_in):
     assert done.stdout.startswith("open: answers\n")
     assert serving.exec(stand_in, "serve").stdout == "open: No such device or address\n"
     assert serving.daemon()["running"]
+
+
+# --- the daemon itself ------------------------------------------------------------------------------------------------
+
+
+def test_a_world_is_ready_when_the_daemon_answers(world):
+    assert len(world.ask(bytes(1))) == 16
+    assert world.wait_for("the status line", world.status_line) == "poe user space driver running."
+    assert world.daemon()["ready"]
+
+
+def test_a_second_daemon_gives_up_and_leaves_the_first_one_working(world):
+    second = world.exec("poe_drv", attach=True)
+    assert second.returncode == 1
+    assert "[IPC for external program]: opening datagram socket OR binding name" in second.stderr
+    assert len(world.ask(bytes(1))) == 16 and world.daemon()["starts"] == 1
+
+
+def test_a_restarted_daemon_finds_a_controller_that_it_programmed(world):
+    assert "poe_mcu_must_do_init_then_save = 1" in "\n".join(world.stderr_lines())
+    first = len(world.stderr_lines())
+    world.restart_daemon()
+    assert "poe_mcu_must_do_init_then_save = 0" in "\n".join(world.stderr_lines()[first:])
 
 
 # --- the command ------------------------------------------------------------------------------------------------------

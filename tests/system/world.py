@@ -162,12 +162,12 @@ class World:
     def vswitch(self, *words):
         """A verb, answered in JSON; Refused when it is not done."""
         done = self.run_vswitch("--json", *words)
-        if done.returncode != 0:
+        if done.returncode not in (0, 1):
             raise Refused(words, done.returncode, done.stderr.strip())
-        try:
-            return json.loads(done.stdout)
-        except json.JSONDecodeError:
-            return done.stdout.strip()
+        answer = json.loads(done.stdout)
+        if done.returncode != 0:
+            raise Refused(words, done.returncode, answer["error"])
+        return answer
 
     def exec(self, *command, attach=False):
         """A command inside the world, finished. attach: with the switch's devices and time."""
@@ -176,11 +176,12 @@ class World:
     def show(self):
         return self.vswitch("show")
 
-    def frames(self):
-        return self.vswitch("frames")
+    def frames(self, *choice):
+        """Every frame that the controller still remembers, or those of a choice such as "--after", 120."""
+        return self.vswitch("frames", *(choice or ["--all"]))["frames"]
 
     def traps(self):
-        return self.vswitch("traps")
+        return self.vswitch("traps")["traps"]
 
     # --- the daemon ---------------------------------------------------------------------------------------------------
 

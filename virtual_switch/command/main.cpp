@@ -18,6 +18,7 @@ constexpr const char* verbs_help = R"(Any other word is a verb for the running s
   start, stop, restart    the daemon
   wait                    until the daemon answers
   daemon, world           how it is, where it is
+  latency US              the controller's time to answer
   quit                    end daemon and switch
   plug, unplug, load, link, fault, show, frames, traps, help
                           the switch's own; "vswitch help" tells them all
@@ -44,14 +45,15 @@ void declare_run(CLI::App& run, run_options& options) {
     run.add_flag("--plain-files", options.plain_files, "No world of its own: this machine's /tmp and /flash");
 }
 
-int print(const verb_reply& reply) {
-    if (reply.exit_status != exit_done) {
+// An answer goes to standard output, a refusal in JSON too; what people need to know to standard error.
+int print(const verb_reply& reply, bool json) {
+    if (reply.exit_status != exit_done && !(json && reply.exit_status == exit_refused)) {
         std::fprintf(stderr, "vswitch: %s\n", reply.text.c_str());
         return reply.exit_status;
     }
     std::fwrite(reply.text.data(), 1, reply.text.size(), stdout);
     if (!reply.text.empty() && reply.text.back() != '\n') std::fputc('\n', stdout);
-    return std::fflush(stdout) == 0 ? exit_done : exit_refused;
+    return std::fflush(stdout) == 0 ? reply.exit_status : exit_refused;
 }
 
 int usage(const std::string& what) {
@@ -107,9 +109,9 @@ int main(int argc, char** argv) {
         return usage("run, exec or a verb is missing");
     }
     const std::filesystem::path control = find_control(named_control, problem);
-    if (control.empty()) return print({.exit_status = exit_no_switch, .text = problem});
+    if (control.empty()) return print({.exit_status = exit_no_switch, .text = problem}, json);
     if (exec_command->parsed()) return enter_and_run(control, command, attached);
     std::vector<std::string> words = app.remaining();
     words.insert(words.end(), command.begin(), command.end());
-    return print(ask(control, words, json));
+    return print(ask(control, words, json), json);
 }

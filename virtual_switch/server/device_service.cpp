@@ -29,7 +29,7 @@ std::uint32_t model_latency_us(const time_settings& time) {
 
 device_service::device_service(event_loop& loop, switch_model& model, time_settings time)
     : loop_(loop), model_(model), time_(time) {
-    model_.set_latency_us(model_latency_us(time_));
+    set_latency(time.latency_us);
 }
 
 device_service::~device_service() {
@@ -39,6 +39,11 @@ device_service::~device_service() {
         loop_.forget(listener.get());
         unlink(path.c_str());
     }
+}
+
+void device_service::set_latency(std::uint32_t latency_us) {
+    time_.latency_us = latency_us;
+    model_.set_latency_us(model_latency_us(time_));
 }
 
 std::string device_service::open_at(const std::filesystem::path& device_folder) {

@@ -32,6 +32,9 @@ class device_service {
     // Puts the sockets into the world's device folder. Returns what went wrong, or nothing.
     std::string open_at(const std::filesystem::path& device_folder);
 
+    void set_latency(std::uint32_t latency_us);
+    const time_settings& time() const { return time_; }
+
     // Called before each transaction reaches the models, so that they see what the daemon did before it.
     void before_each_transaction(event_loop::callback call) { before_transaction_ = std::move(call); }
 

@@ -1,6 +1,7 @@
 #include "server/server.h"
 
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <sstream>
@@ -13,18 +14,30 @@ namespace vswitch {
 namespace {
 
 constexpr int signal_base = 128;
+constexpr const char* ready_text = "the daemon is ready";
+constexpr const char* trap_pipe_name = "snmp_proc_pipe";
 
-control_reply done(std::string text) {
-    return {.result = control_result::done, .text = std::move(text)};
+constexpr const char* own_verbs_help = R"(start, stop, restart: the daemon
+wait: until the daemon answers
+daemon, world: how it is, where it is
+latency MICROSECONDS
+quit: end daemon and switch
+)";
+
+std::optional<std::uint32_t> number_in(const std::string& text) {
+    std::uint32_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    return value;
 }
 
-control_reply refused(std::string text) {
-    return {.result = control_result::refused, .text = std::move(text)};
-}
-
-// What went wrong, or how the daemon is now.
-control_reply outcome(const std::string& problem, const control_reply& otherwise) {
-    return problem.empty() ? otherwise : refused(problem);
+// A reply whose text is there for both kinds of readers.
+control_reply say(control_result result, const std::string& text, bool json) {
+    if (!json) return {.result = result, .text = text};
+    const bool done = result == control_result::done;
+    return {.result = result,
+            .text = std::string("{\"ok\": ") + (done ? "true, \"said\": " : "false, \"error\": ") + json_string(text) +
+                    "}"};
 }
 
 }  // namespace
@@ -55,7 +68,7 @@ std::string server::open() {
     loop_.watch(signals_.get(), [this] { handle_signals(); });
     devices_.before_each_transaction([this] { drain_traps(); });
     if (std::string problem = devices_.open_at(settings_.folders.dev); !problem.empty()) return problem;
-    if (std::string problem = traps_.open_at(settings_.folders.tmp / "snmp_proc_pipe"); !problem.empty()) {
+    if (std::string problem = traps_.open_at(settings_.folders.tmp / trap_pipe_name); !problem.empty()) {
         return problem;
     }
     loop_.watch(traps_.descriptor(), [this] { drain_traps(); });
@@ -98,15 +111,18 @@ void server::stop_daemon() {
     daemon_.stop();
     drain_traps();
     model_.daemon_stopped();
-    for (const control_answer& answer : std::exchange(waiting_, {}))
-        answer(refused("the daemon was stopped"));
+    answer_waiting(control_result::refused, "the daemon was stopped");
 }
 
 void server::daemon_is_ready() {
     is_ready_ = true;
     if (first_ready_) std::exchange(first_ready_, nullptr)();
-    for (const control_answer& answer : std::exchange(waiting_, {}))
-        answer(done("the daemon is ready"));
+    answer_waiting(control_result::done, ready_text);
+}
+
+void server::answer_waiting(control_result result, const std::string& text) {
+    for (const control_request& request : std::exchange(waiting_, {}))
+        request.answer(say(result, text, request.json));
 }
 
 void server::drain_traps() {
@@ -128,47 +144,61 @@ void server::handle_signals() {
     is_ready_ = false;
     drain_traps();
     model_.daemon_stopped();
-    for (const control_answer& answer : std::exchange(waiting_, {}))
-        answer(refused("the daemon has ended"));
+    answer_waiting(control_result::refused, "the daemon has ended");
     if (!settings_.stays) end(daemon_.exit_status().value_or(EXIT_FAILURE));
 }
 
 void server::serve(const control_request& request) {
     drain_traps();
     if (serve_daemon_verb(request)) return;
-    const verb_result result = model_.verb(request.words, request.json);
-    request.answer(result.ok ? done(result.text) : refused(result.text));
+    verb_result result = model_.verb(request.words, request.json);
+    if (request.words.front() == "help" && result.ok && !request.json) result.text = own_verbs_help + result.text;
+    request.answer({.result = result.ok ? control_result::done : control_result::refused, .text = result.text});
 }
 
 bool server::serve_daemon_verb(const control_request& request) {
     const std::string& verb = request.words.front();
+    const auto reply = [&](control_result result, const std::string& text) {
+        request.answer(say(result, text, request.json));
+    };
+    const auto reply_with_daemon = [&](const std::string& problem) {
+        if (problem.empty()) return request.answer(describe_daemon(request.json));
+        reply(control_result::refused, problem);
+    };
     if (verb == "daemon") {
-        request.answer(describe_daemon(request.json));
+        reply_with_daemon({});
+    } else if (verb == "start") {
+        reply_with_daemon(start_daemon());
+    } else if (verb == "stop") {
+        stop_daemon();
+        reply_with_daemon({});
+    } else if (verb == "restart") {
+        stop_daemon();
+        reply_with_daemon(start_daemon());
+    } else if (verb == "wait") {
+        if (is_ready_) {
+            reply(control_result::done, ready_text);
+        } else if (!daemon_.is_running()) {
+            reply(control_result::refused, "the daemon does not run");
+        } else {
+            waiting_.push_back(request);
+        }
     } else if (verb == "world") {
         request.answer(describe_world(request.json));
     } else if (verb == enter_verb) {
         request.answer(entrance());
-    } else if (verb == "start") {
-        const std::string problem = start_daemon();
-        request.answer(outcome(problem, describe_daemon(request.json)));
-    } else if (verb == "stop") {
-        stop_daemon();
-        request.answer(describe_daemon(request.json));
-    } else if (verb == "restart") {
-        stop_daemon();
-        const std::string problem = start_daemon();
-        request.answer(outcome(problem, describe_daemon(request.json)));
-    } else if (verb == "wait") {
-        if (is_ready_) {
-            request.answer(done("the daemon is ready"));
-        } else if (!daemon_.is_running()) {
-            request.answer(refused("the daemon does not run"));
+    } else if (verb == "latency") {
+        const std::optional<std::uint32_t> latency_us =
+            request.words.size() == 2 ? number_in(request.words[1]) : std::nullopt;
+        if (!latency_us) {
+            reply(control_result::refused, "latency takes a number of microseconds");
         } else {
-            waiting_.push_back(request.answer);
+            devices_.set_latency(*latency_us);
+            reply(control_result::done, "the controller takes " + request.words[1] + " us to answer");
         }
     } else if (verb == "quit") {
         stop_daemon();
-        request.answer(done("the virtual switch has ended"));
+        reply(control_result::done, "the virtual switch has ended");
         end(EXIT_SUCCESS);
     } else {
         return false;
@@ -179,39 +209,38 @@ bool server::serve_daemon_verb(const control_request& request) {
 control_reply server::describe_daemon(bool json) const {
     std::ostringstream text;
     if (json) {
-        text << "{\"running\": " << (daemon_.is_running() ? "true" : "false")
+        text << "{\"ok\": true, \"running\": " << (daemon_.is_running() ? "true" : "false")
              << ", \"ready\": " << (is_ready_ ? "true" : "false")
              << ", \"pid\": " << (daemon_.is_running() ? json_number(daemon_.pid()) : json_number(std::nullopt))
              << ", \"starts\": " << daemon_.starts() << ", \"exit_status\": " << json_number(daemon_.exit_status())
              << ", \"signal\": " << json_number(daemon_.ending_signal()) << "}";
-        return done(text.str());
-    }
-    if (daemon_.is_running()) {
+    } else if (daemon_.is_running()) {
         text << "the daemon runs as process " << daemon_.pid() << (is_ready_ ? "" : ", not yet ready");
-    } else if (const std::optional<int> signal = daemon_.ending_signal()) {
-        text << "the daemon does not run; it was ended by signal " << *signal;
-    } else if (const std::optional<int> status = daemon_.exit_status()) {
-        text << "the daemon does not run; it ended with status " << *status;
     } else {
         text << "the daemon does not run";
+        if (const std::optional<int> signal = daemon_.ending_signal()) {
+            text << "; it was ended by signal " << *signal;
+        } else if (const std::optional<int> status = daemon_.exit_status()) {
+            text << "; it ended with status " << *status;
+        }
     }
-    return done(text.str());
+    return {.result = control_result::done, .text = text.str()};
 }
 
 control_reply server::describe_world(bool json) const {
     const bool is_private = world_.mount.is_open();
     std::ostringstream text;
     if (json) {
-        text << "{\"world\": " << json_string(settings_.folders.root.native())
+        text << "{\"ok\": true, \"world\": " << json_string(settings_.folders.root.native())
              << ", \"control\": " << json_string(settings_.control.native())
              << ", \"private\": " << (is_private ? "true" : "false") << ", \"speed\": " << settings_.time.speed
-             << ", \"latency_us\": " << settings_.time.latency_us << ", \"seed\": " << settings_.seed << "}";
+             << ", \"latency_us\": " << devices_.time().latency_us << ", \"seed\": " << settings_.seed << "}";
     } else {
         text << "world " << settings_.folders.root.native() << (is_private ? "" : " (plain file system)")
              << "\ncontrol " << settings_.control.native() << "\nspeed " << settings_.time.speed << ", latency "
-             << settings_.time.latency_us << " us, seed " << settings_.seed;
+             << devices_.time().latency_us << " us, seed " << settings_.seed;
     }
-    return done(text.str());
+    return {.result = control_result::done, .text = text.str()};
 }
 
 control_reply server::entrance() const {
@@ -219,7 +248,7 @@ control_reply server::entrance() const {
     text << enter_preload << '=' << settings_.preload.native() << '\n'
          << enter_devices << '=' << settings_.devices.native() << '\n'
          << enter_speed << '=' << settings_.time.speed << '\n';
-    control_reply reply = done(text.str());
+    control_reply reply{.result = control_result::done, .text = text.str()};
     if (world_.mount.is_open()) reply.descriptors.push_back(world_.mount.get());
     if (world_.user.is_open()) reply.descriptors.push_back(world_.user.get());
     return reply;

@@ -50,6 +50,7 @@ class server {
     std::string start_daemon();
     void stop_daemon();
     void daemon_is_ready();
+    void answer_waiting(control_result result, const std::string& text);
     void handle_signals();
     void end(int exit_status);
     void drain_traps();
@@ -66,7 +67,7 @@ class server {
     unique_fd signals_;
     bool is_ready_ = false;  // the daemon that runs now
     std::function<void()> first_ready_;
-    std::vector<control_answer> waiting_;  // for the daemon to be ready
+    std::vector<control_request> waiting_;  // for the daemon to be ready
     int exit_status_ = 0;
 };
 
