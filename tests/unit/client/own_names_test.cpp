@@ -97,8 +97,8 @@ TEST(own_names, of_more_connections_than_the_table_holds_go_away_too) {
 TEST(own_names, are_gone_after_exit_without_a_destructor) {
     const temporary_folder place;
     const int status = status_of(child_that([&] {
-        auto* never_destroyed = new own_folder;
-        std::ofstream(never_destroyed->new_socket_name(place.path + "/daemon"));
+        own_folder never_destroyed;  // exit() leaves locals alone
+        std::ofstream(never_destroyed.new_socket_name(place.path + "/daemon"));
         std::exit(place.entries().size() == 1 ? 0 : 1);
     }));
     EXPECT_EQ(status, 0);
