@@ -19,37 +19,38 @@ using received_bytes = std::span<const std::uint8_t>;
 
 enum class verdict {
     accepted,
-    refused,      // the answer to this request, with the result byte 1
-    foreign,      // no answer to this request: another type, length or port
-    malformed,    // the answer to this request by type and length, with contents that no daemon sends
+    refused,    // the answer to this request, with the result byte 1
+    foreign,    // no answer to this request: another type, length or port
+    malformed,  // the answer to this request by type and length, with contents that no daemon sends
 };
 
 template <typename answer>
 struct decoded {
     verdict said;
-    answer value{};    // only when accepted
+    answer value{};  // only when accepted
 };
 
 struct acknowledgement {
     bool operator==(const acknowledgement&) const = default;
 };
 
-// --- queries ----------------------------------------------------------------------------------------------------------
+// --- queries
+// ----------------------------------------------------------------------------------------------------------
 
-datagram encode_get_system_settings();                // type 0
-datagram encode_get_port_settings(std::uint8_t port); // type 1
-datagram encode_get_all_port_settings();              // type 2
-datagram encode_get_system_status();                  // type 5
-datagram encode_get_port_status(std::uint8_t port);   // type 6
-datagram encode_get_all_port_status();                // type 7
-datagram encode_get_whole_status();                   // type 11
-datagram encode_get_communication_counters();         // type 12
-datagram encode_get_deepest_queue();                  // type 13
-datagram encode_get_power_bank();                     // type 14
-datagram encode_get_power_cycles();                   // type 15
-datagram encode_get_energy_recording();               // type 16
-datagram encode_get_port_energy(std::uint8_t port);   // type 17
-datagram encode_get_energy_summary();                 // type 18
+datagram encode_get_system_settings();                 // type 0
+datagram encode_get_port_settings(std::uint8_t port);  // type 1
+datagram encode_get_all_port_settings();               // type 2
+datagram encode_get_system_status();                   // type 5
+datagram encode_get_port_status(std::uint8_t port);    // type 6
+datagram encode_get_all_port_status();                 // type 7
+datagram encode_get_whole_status();                    // type 11
+datagram encode_get_communication_counters();          // type 12
+datagram encode_get_deepest_queue();                   // type 13
+datagram encode_get_power_bank();                      // type 14
+datagram encode_get_power_cycles();                    // type 15
+datagram encode_get_energy_recording();                // type 16
+datagram encode_get_port_energy(std::uint8_t port);    // type 17
+datagram encode_get_energy_summary();                  // type 18
 
 decoded<system_settings> decode_system_settings(received_bytes reply);
 decoded<port_settings> decode_port_settings(received_bytes reply, std::uint8_t port);
@@ -66,23 +67,25 @@ decoded<bool> decode_energy_recording(received_bytes reply);
 decoded<port_energy> decode_port_energy(received_bytes reply, std::uint8_t port);
 decoded<energy_summary> decode_energy_summary(received_bytes reply);
 
-// --- settings: all answered by an acknowledgement ------------------------------------------------------------------------
+// --- settings: all answered by an acknowledgement
+// ------------------------------------------------------------------------
 
-datagram encode_clear_energy(port_bitmap ports);                                               // type 83
-datagram encode_set_system(const system_settings_change& change);                              // type 128
-datagram encode_set_port(std::uint8_t port, const port_settings_change& change);               // type 129
-datagram encode_set_all_ports(const std::array<port_settings_change, port_count>& changes);    // type 130
-datagram encode_set_all_ports_same(const port_settings_change& change);                        // type 132
-datagram encode_set_schedule(std::uint8_t port, schedule_state state);                         // type 137
-datagram encode_set_all_schedules(const std::array<schedule_state, port_count>& states);       // type 138
-datagram encode_set_power_bank(const power_bank& bank);                                        // type 142
-datagram encode_power_cycle(port_bitmap ports);                                                // type 143
-datagram encode_set_energy_recording(bool enable);                                             // type 144
-datagram encode_inject_energy_history(std::uint32_t minutes);                                  // type 148
+datagram encode_clear_energy(port_bitmap ports);                                             // type 83
+datagram encode_set_system(const system_settings_change& change);                            // type 128
+datagram encode_set_port(std::uint8_t port, const port_settings_change& change);             // type 129
+datagram encode_set_all_ports(const std::array<port_settings_change, port_count>& changes);  // type 130
+datagram encode_set_all_ports_same(const port_settings_change& change);                      // type 132
+datagram encode_set_schedule(std::uint8_t port, schedule_state state);                       // type 137
+datagram encode_set_all_schedules(const std::array<schedule_state, port_count>& states);     // type 138
+datagram encode_set_power_bank(const power_bank& bank);                                      // type 142
+datagram encode_power_cycle(port_bitmap ports);                                              // type 143
+datagram encode_set_energy_recording(bool enable);                                           // type 144
+datagram encode_inject_energy_history(std::uint32_t minutes);                                // type 148
 
 decoded<acknowledgement> decode_acknowledgement(received_bytes reply, ipc_type request);
 
-// --- figures --------------------------------------------------------------------------------------------------------------
+// --- figures
+// --------------------------------------------------------------------------------------------------------------
 
 // The daemon multiplies the low 16 bits of a reading in tenths of a degree; below zero they stand for value + 65536.
 std::int32_t temperature_mc_of(std::uint32_t wire_figure);

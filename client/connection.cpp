@@ -39,7 +39,9 @@ std::optional<sockaddr_un> address_of(const std::string& path) {
     return address;
 }
 
-const sockaddr* generic(const sockaddr_un& address) { return reinterpret_cast<const sockaddr*>(&address); }
+const sockaddr* generic(const sockaddr_un& address) {
+    return reinterpret_cast<const sockaddr*>(&address);
+}
 
 failure no_way_to_the_daemon(int why) {
     const bool forbidden = why == EACCES || why == EPERM;
@@ -63,26 +65,29 @@ failure send_request(int socket, received_bytes request, steady::time_point dead
         if (send(socket, request.data(), request.size(), MSG_NOSIGNAL | MSG_DONTWAIT) >= 0) return {};
         if (errno == EINTR) continue;
         if (errno != EAGAIN && errno != EWOULDBLOCK && errno != ENOBUFS) return no_way_to_the_daemon(errno);
-        if (!ready(socket, POLLOUT, deadline)) return {failure_kind::timeout};    // the daemon's queue stays full
+        if (!ready(socket, POLLOUT, deadline)) return {failure_kind::timeout};  // the daemon's queue stays full
     }
 }
 
 failure failure_of(verdict said) {
     switch (said) {
-        case verdict::accepted: return {};
-        case verdict::refused: return {failure_kind::refused};
-        default: return {failure_kind::malformed};
+        case verdict::accepted:
+            return {};
+        case verdict::refused:
+            return {failure_kind::refused};
+        default:
+            return {failure_kind::malformed};
     }
 }
 
 failure take_answer(int socket, const std::function<verdict(received_bytes)>& judge, steady::time_point deadline) {
-    std::array<std::uint8_t, longest_message + 1> bytes;    // one more than any reply, to tell a longer one
+    std::array<std::uint8_t, longest_message + 1> bytes;  // one more than any reply, to tell a longer one
     while (ready(socket, POLLIN, deadline)) {
         const ssize_t length = recv(socket, bytes.data(), bytes.size(), MSG_DONTWAIT);
-        const verdict said = length < 0 ? verdict::foreign
-                                        : judge(received_bytes(bytes.data(), static_cast<std::size_t>(length)));
+        const verdict said =
+            length < 0 ? verdict::foreign : judge(received_bytes(bytes.data(), static_cast<std::size_t>(length)));
         if (said != verdict::foreign) return failure_of(said);
-        if (steady::now() >= deadline) break;    // a stream of foreign replies does not keep us here
+        if (steady::now() >= deadline) break;  // a stream of foreign replies does not keep us here
     }
     return {failure_kind::timeout};
 }

@@ -28,7 +28,9 @@ datagram query(ipc_type type) {
     return bytes_of(envelope);
 }
 
-std::int8_t or_keep(const std::optional<std::int8_t>& value) { return value.value_or(keep_value); }
+std::int8_t or_keep(const std::optional<std::int8_t>& value) {
+    return value.value_or(keep_value);
+}
 
 port_parameter_block block_of(std::uint8_t port, const port_settings_change& change) {
     port_parameter_block block{};
@@ -54,17 +56,39 @@ datagram bitmap_request(ipc_type type, port_bitmap ports) {
 
 }  // namespace
 
-datagram encode_get_system_settings() { return query(ipc_type::get_sys_pwr_pmt); }
-datagram encode_get_all_port_settings() { return query(ipc_type::get_all_port_pmt); }
-datagram encode_get_system_status() { return query(ipc_type::get_sys_pwr_stu); }
-datagram encode_get_all_port_status() { return query(ipc_type::get_all_port_stu); }
-datagram encode_get_whole_status() { return query(ipc_type::get_combine_sys_port_stu); }
-datagram encode_get_communication_counters() { return query(ipc_type::get_dbg_communication_info); }
-datagram encode_get_deepest_queue() { return query(ipc_type::get_dbg_read_mixed_info); }
-datagram encode_get_power_bank() { return query(ipc_type::get_pwr_bnk_pmt); }
-datagram encode_get_power_cycles() { return query(ipc_type::get_re_enable_port_info); }
-datagram encode_get_energy_recording() { return query(ipc_type::get_port_stats_cfg); }
-datagram encode_get_energy_summary() { return query(ipc_type::get_all_port_statistics); }
+datagram encode_get_system_settings() {
+    return query(ipc_type::get_sys_pwr_pmt);
+}
+datagram encode_get_all_port_settings() {
+    return query(ipc_type::get_all_port_pmt);
+}
+datagram encode_get_system_status() {
+    return query(ipc_type::get_sys_pwr_stu);
+}
+datagram encode_get_all_port_status() {
+    return query(ipc_type::get_all_port_stu);
+}
+datagram encode_get_whole_status() {
+    return query(ipc_type::get_combine_sys_port_stu);
+}
+datagram encode_get_communication_counters() {
+    return query(ipc_type::get_dbg_communication_info);
+}
+datagram encode_get_deepest_queue() {
+    return query(ipc_type::get_dbg_read_mixed_info);
+}
+datagram encode_get_power_bank() {
+    return query(ipc_type::get_pwr_bnk_pmt);
+}
+datagram encode_get_power_cycles() {
+    return query(ipc_type::get_re_enable_port_info);
+}
+datagram encode_get_energy_recording() {
+    return query(ipc_type::get_port_stats_cfg);
+}
+datagram encode_get_energy_summary() {
+    return query(ipc_type::get_all_port_statistics);
+}
 
 datagram encode_get_port_settings(std::uint8_t port) {
     auto request = blank<one_port_parameters_message>(ipc_type::get_one_port_pmt);
@@ -84,7 +108,9 @@ datagram encode_get_port_energy(std::uint8_t port) {
     return bytes_of(request);
 }
 
-datagram encode_clear_energy(port_bitmap ports) { return bitmap_request(ipc_type::clear_multi_port_stats, ports); }
+datagram encode_clear_energy(port_bitmap ports) {
+    return bitmap_request(ipc_type::clear_multi_port_stats, ports);
+}
 
 datagram encode_set_system(const system_settings_change& change) {
     auto request = blank<system_parameters_message>(ipc_type::set_sys_pwr_pmt);
@@ -105,7 +131,8 @@ datagram encode_set_port(std::uint8_t port, const port_settings_change& change) 
 
 datagram encode_set_all_ports(const std::array<port_settings_change, port_count>& changes) {
     auto request = blank<all_port_parameters_message>(ipc_type::set_all_port_pmt);
-    for (std::uint8_t port = 0; port < port_count; port++) request.block[port] = block_of(port, changes[port]);
+    for (std::uint8_t port = 0; port < port_count; port++)
+        request.block[port] = block_of(port, changes[port]);
     return bytes_of(request);
 }
 
@@ -123,7 +150,8 @@ datagram encode_set_schedule(std::uint8_t port, schedule_state state) {
 
 datagram encode_set_all_schedules(const std::array<schedule_state, port_count>& states) {
     auto request = blank<all_port_schedule_message>(ipc_type::set_all_port_sch_on_off);
-    for (std::uint8_t port = 0; port < port_count; port++) request.entry[port] = entry_of(port, states[port]);
+    for (std::uint8_t port = 0; port < port_count; port++)
+        request.entry[port] = entry_of(port, states[port]);
     return bytes_of(request);
 }
 
@@ -134,7 +162,9 @@ datagram encode_set_power_bank(const power_bank& bank) {
     return bytes_of(request);
 }
 
-datagram encode_power_cycle(port_bitmap ports) { return bitmap_request(ipc_type::set_re_enable_port_list, ports); }
+datagram encode_power_cycle(port_bitmap ports) {
+    return bitmap_request(ipc_type::set_re_enable_port_list, ports);
+}
 
 datagram encode_set_energy_recording(bool enable) {
     auto request = blank<statistics_configuration_message>(ipc_type::set_port_stats_cfg);

@@ -27,16 +27,17 @@ constexpr int naming_attempts = 16;
 
 using hex_digits = std::array<char, digits + 1>;
 
-hex_digits hex(std::uint32_t number) {    // safe in a signal handler
+hex_digits hex(std::uint32_t number) {  // safe in a signal handler
     hex_digits text{};
-    for (std::size_t i = 0; i < digits; i++) text[i] = "0123456789abcdef"[(number >> (4 * (digits - 1 - i))) & 0xF];
+    for (std::size_t i = 0; i < digits; i++)
+        text[i] = "0123456789abcdef"[(number >> (4 * (digits - 1 - i))) & 0xF];
     return text;
 }
 
 // What the signal handler may look at: a folder's text stands still while its owner is not 0, and its one socket is
 // named by a number.
 struct slot {
-    std::atomic<pid_t> owner;        // 0 = free, -1 = being written
+    std::atomic<pid_t> owner;  // 0 = free, -1 = being written
     std::atomic<std::uint32_t> socket;
     char folder[longest_name + 1];
 };
@@ -76,7 +77,7 @@ void remove_names_of(const slot& names) {
 
 extern "C" void remove_names_and_die(int signal_number) {
     remove_own_names();
-    raise(signal_number);    // its default action, restored on entry, takes effect when this handler returns
+    raise(signal_number);  // its default action, restored on entry, takes effect when this handler returns
 }
 
 }  // namespace
@@ -95,7 +96,9 @@ own_folder& own_folder::operator=(own_folder&& other) noexcept {
     return *this;
 }
 
-std::string own_folder::socket_name() const { return path_ + "/" + hex(sockets_).data(); }
+std::string own_folder::socket_name() const {
+    return path_ + "/" + hex(sockets_).data();
+}
 
 bool own_folder::make(const std::string& place) {
     if (place.size() + std::strlen(folder_prefix) + digits + 1 + digits > longest_name) {
@@ -106,7 +109,7 @@ bool own_folder::make(const std::string& place) {
         std::uint32_t chance = 0;
         if (getrandom(&chance, sizeof chance, 0) != sizeof chance) return false;
         path_ = place + folder_prefix + hex(chance).data();
-        slot_ = claim_slot(path_);    // before the folder is there, so that no signal finds it unknown
+        slot_ = claim_slot(path_);  // before the folder is there, so that no signal finds it unknown
         if (mkdir(path_.c_str(), S_IRWXU) == 0) return true;
         const int why = errno;
         release_slot(slot_);
@@ -144,7 +147,7 @@ void own_folder::remove() {
 
 void remove_own_names() {
     const int errno_before = errno;
-    const pid_t self = getpid();    // a forked child leaves its parent's names alone
+    const pid_t self = getpid();  // a forked child leaves its parent's names alone
     for (auto& names : slots) {
         if (names.owner == self) remove_names_of(names);
     }

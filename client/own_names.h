@@ -28,9 +28,9 @@ class own_folder {
     bool make(const std::string& place);
     std::string socket_name() const;
 
-    std::string path_;               // empty: none made
-    std::uint32_t sockets_ = 0;      // named so far
-    int slot_ = -1;                  // in the table that the signal handler walks; -1 = the table was full
+    std::string path_;           // empty: none made
+    std::uint32_t sockets_ = 0;  // named so far
+    int slot_ = -1;              // in the table that the signal handler walks; -1 = the table was full
 };
 
 // Removes every name of this process. Safe in a signal handler. Runs by itself at exit().

@@ -8,8 +8,8 @@ constexpr int query_attempts = 2;
 constexpr int setting_attempts = 1;
 
 template <typename answer, typename... arguments>
-result<answer> query(connection& daemon, const datagram& request, decoded<answer> (*decode)(received_bytes, arguments...),
-                     arguments... details) {
+result<answer> query(connection& daemon, const datagram& request,
+                     decoded<answer> (*decode)(received_bytes, arguments...), arguments... details) {
     result<answer> outcome;
     outcome.error = daemon.ask(request, query_attempts, [&](received_bytes reply) {
         const auto received = decode(reply, details...);
@@ -70,7 +70,9 @@ result<energy_summary> get_energy_summary(connection& daemon) {
     return query(daemon, encode_get_energy_summary(), decode_energy_summary);
 }
 
-failure clear_energy(connection& daemon, port_bitmap ports) { return setting(daemon, encode_clear_energy(ports)); }
+failure clear_energy(connection& daemon, port_bitmap ports) {
+    return setting(daemon, encode_clear_energy(ports));
+}
 failure set_system(connection& daemon, const system_settings_change& change) {
     return setting(daemon, encode_set_system(change));
 }
@@ -92,7 +94,9 @@ failure set_all_schedules(connection& daemon, const std::array<schedule_state, p
 failure set_power_bank(connection& daemon, const power_bank& bank) {
     return setting(daemon, encode_set_power_bank(bank));
 }
-failure power_cycle(connection& daemon, port_bitmap ports) { return setting(daemon, encode_power_cycle(ports)); }
+failure power_cycle(connection& daemon, port_bitmap ports) {
+    return setting(daemon, encode_power_cycle(ports));
+}
 failure set_energy_recording(connection& daemon, bool enable) {
     return setting(daemon, encode_set_energy_recording(enable));
 }

@@ -29,12 +29,12 @@ failure clear_energy(connection& daemon, port_bitmap ports);
 failure set_system(connection& daemon, const system_settings_change& change);
 failure set_port(connection& daemon, std::uint8_t port, const port_settings_change& change);
 failure set_all_ports(connection& daemon, const std::array<port_settings_change, port_count>& changes);
-failure set_all_ports_same(connection& daemon, const port_settings_change& change);    // nothing may be left out
+failure set_all_ports_same(connection& daemon, const port_settings_change& change);  // nothing may be left out
 failure set_schedule(connection& daemon, std::uint8_t port, schedule_state state);
 failure set_all_schedules(connection& daemon, const std::array<schedule_state, port_count>& states);
 failure set_power_bank(connection& daemon, const power_bank& bank);
 failure power_cycle(connection& daemon, port_bitmap ports);
 failure set_energy_recording(connection& daemon, bool enable);
-failure inject_energy_history(connection& daemon, std::uint32_t minutes);    // made-up history, to test displays
+failure inject_energy_history(connection& daemon, std::uint32_t minutes);  // made-up history, to test displays
 
 }  // namespace poe_client

@@ -5,17 +5,17 @@ namespace poe_client {
 
 enum class failure_kind {
     none,
-    no_daemon,        // there is no socket at the path, or nobody behind it
-    not_permitted,    // the socket is there, and this user may not write to it
-    timeout,          // asked, and no answer came in time
-    refused,          // the daemon answered: bad port number or bad value; nothing was changed
-    malformed,        // the answer to this request holds what no daemon says
-    own_socket,       // this process could not make a socket of its own to be answered on
+    no_daemon,      // there is no socket at the path, or nobody behind it
+    not_permitted,  // the socket is there, and this user may not write to it
+    timeout,        // asked, and no answer came in time
+    refused,        // the daemon answered: bad port number or bad value; nothing was changed
+    malformed,      // the answer to this request holds what no daemon says
+    own_socket,     // this process could not make a socket of its own to be answered on
 };
 
 struct failure {
     failure_kind kind = failure_kind::none;
-    int system_error = 0;    // errno of the call that failed, 0 when none did
+    int system_error = 0;  // errno of the call that failed, 0 when none did
     bool operator==(const failure&) const = default;
 };
 

@@ -13,7 +13,7 @@ inline constexpr std::uint32_t status_delivering = 1;
 struct status_code {
     std::uint32_t number;
     std::string_view name;
-    std::string_view meaning;    // what it means, what usually causes it, what to do
+    std::string_view meaning;  // what it means, what usually causes it, what to do
 };
 
 extern const std::array<status_code, 16> status_codes;

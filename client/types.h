@@ -12,18 +12,20 @@
 namespace poe_client {
 
 inline constexpr std::size_t port_count = 4;
-inline constexpr std::size_t pair_set_count = 2;            // A and B
+inline constexpr std::size_t pair_set_count = 2;  // A and B
 inline constexpr std::size_t event_total_count = 5;
-inline constexpr std::uint8_t not_reported = 255;           // a class, error code or sub-status that the port's state does not carry
-inline constexpr std::uint32_t ticks_a_second = 5;          // of the daemon's clock
+inline constexpr std::uint8_t not_reported =
+    255;  // a class, error code or sub-status that the port's state does not carry
+inline constexpr std::uint32_t ticks_a_second = 5;  // of the daemon's clock
 
-// --- settings ---------------------------------------------------------------------------------------------------------
+// --- settings
+// ---------------------------------------------------------------------------------------------------------
 
 struct system_settings {
-    std::int8_t enable;                // 0 = every port off
-    std::int8_t parameter_1;           // parameters 1, 2, 4 and 5 are kept for other programs; requests cannot change 1
+    std::int8_t enable;       // 0 = every port off
+    std::int8_t parameter_1;  // parameters 1, 2, 4 and 5 are kept for other programs; requests cannot change 1
     std::int8_t parameter_2;
-    std::int8_t threshold_percent;     // usage alarm, 1..99 percent of the budget
+    std::int8_t threshold_percent;  // usage alarm, 1..99 percent of the budget
     std::int8_t parameter_4;
     std::int8_t parameter_5;
     bool operator==(const system_settings&) const = default;
@@ -43,10 +45,10 @@ struct port_settings {
     std::uint8_t port;
     std::int8_t enable;
     std::int8_t priority;
-    std::int8_t schedule_enable;       // 1 = obeys its time schedule
-    std::int8_t mode;                  // 0..4
-    std::int8_t re_enable_s;           // how long a power-cycle keeps the port off, 5..60
-    std::uint32_t power_limit_dw;      // 10..900
+    std::int8_t schedule_enable;   // 1 = obeys its time schedule
+    std::int8_t mode;              // 0..4
+    std::int8_t re_enable_s;       // how long a power-cycle keeps the port off, 5..60
+    std::uint32_t power_limit_dw;  // 10..900
     bool operator==(const port_settings&) const = default;
 };
 
@@ -59,7 +61,7 @@ struct port_settings_change {
 
 struct power_bank {
     std::uint16_t limit_w;
-    std::uint16_t second;              // kept and reported
+    std::uint16_t second;  // kept and reported
     bool operator==(const power_bank&) const = default;
 };
 
@@ -68,15 +70,18 @@ using schedule_state = std::optional<std::int8_t>;
 
 // Bit n = port n.
 using port_bitmap = std::uint8_t;
-constexpr port_bitmap bit_of_port(std::size_t port) { return static_cast<port_bitmap>(port < 8 ? 1U << port : 0U); }
+constexpr port_bitmap bit_of_port(std::size_t port) {
+    return static_cast<port_bitmap>(port < 8 ? 1U << port : 0U);
+}
 
-// --- status -----------------------------------------------------------------------------------------------------------
+// --- status
+// -----------------------------------------------------------------------------------------------------------
 
 struct system_status {
     std::uint32_t total_mw;
     std::uint32_t consumed_mw;
-    std::int32_t remaining_mw;         // below 0 while more is consumed than there is
-    std::int32_t temperature_mc;       // of the controller; 0 also when it could not be read
+    std::int32_t remaining_mw;    // below 0 while more is consumed than there is
+    std::int32_t temperature_mc;  // of the controller; 0 also when it could not be read
     bool alarm_raised;
     bool operator==(const system_status&) const = default;
 };
@@ -85,7 +90,7 @@ struct pair_set_status {
     std::uint8_t detected_class;
     std::uint8_t error_code;
     std::uint8_t sub_status;
-    std::uint32_t status;              // see status_codes.h
+    std::uint32_t status;  // see status_codes.h
     std::uint32_t voltage_mv;
     std::uint32_t current_ma;
     std::uint32_t power_mw;
@@ -96,31 +101,31 @@ struct port_status {
     std::uint8_t port;
     std::int8_t enable;
     std::int8_t schedule_enable;
-    std::int8_t schedule_on;           // 1 = inside an on period
+    std::int8_t schedule_on;  // 1 = inside an on period
     std::uint8_t detected_class;
     std::uint8_t error_code;
     std::uint8_t sub_status;
     std::uint8_t port_type;
-    std::uint32_t status;              // see status_codes.h
-    bool auto_off;                     // switched off automatically
+    std::uint32_t status;  // see status_codes.h
+    bool auto_off;         // switched off automatically
     std::uint32_t voltage_mv;
     std::uint32_t current_ma;
     std::uint32_t power_mw;
     std::int32_t temperature_mc;
     std::array<pair_set_status, pair_set_count> pair_set;
-    std::array<std::uint32_t, event_total_count> event_totals;   // since the daemon started
+    std::array<std::uint32_t, event_total_count> event_totals;  // since the daemon started
     bool operator==(const port_status&) const = default;
 };
 
-struct whole_status {                  // of one moment
+struct whole_status {  // of one moment
     system_status system;
     std::array<port_status, port_count> port;
     bool operator==(const whole_status&) const = default;
 };
 
 struct power_cycle_state {
-    bool pending;                      // off, to be switched on again
-    std::uint32_t tick;                // when the power-cycle was asked for
+    bool pending;        // off, to be switched on again
+    std::uint32_t tick;  // when the power-cycle was asked for
     bool operator==(const power_cycle_state&) const = default;
 };
 
@@ -130,9 +135,10 @@ struct power_cycles {
     bool operator==(const power_cycles&) const = default;
 };
 
-// --- diagnostics ------------------------------------------------------------------------------------------------------
+// --- diagnostics
+// ------------------------------------------------------------------------------------------------------
 
-struct communication_counters {        // of the daemon's talk with the controller, since it started
+struct communication_counters {  // of the daemon's talk with the controller, since it started
     std::uint64_t total;
     std::uint64_t rx_retry;
     std::uint64_t rx_timeout;
@@ -145,7 +151,8 @@ struct communication_counters {        // of the daemon's talk with the controll
     bool operator==(const communication_counters&) const = default;
 };
 
-// --- energy record ----------------------------------------------------------------------------------------------------
+// --- energy record
+// ----------------------------------------------------------------------------------------------------
 
 inline constexpr std::size_t minute_count = 60;
 inline constexpr std::size_t half_hour_count = 48;
@@ -162,10 +169,10 @@ struct port_energy {
     std::uint32_t port;
     std::uint32_t powered_s;
     float energy_wh;
-    std::uint64_t minutes_start_s;     // since 1970
+    std::uint64_t minutes_start_s;  // since 1970
     std::uint64_t half_hours_start_s;
     std::uint64_t two_hours_start_s;
-    std::array<energy_slot, minute_count> minutes;          // oldest first
+    std::array<energy_slot, minute_count> minutes;  // oldest first
     std::array<energy_slot, half_hour_count> half_hours;
     std::array<energy_slot, two_hour_count> two_hours;
     bool operator==(const port_energy&) const = default;
@@ -177,7 +184,7 @@ struct energy_average {
     bool operator==(const energy_average&) const = default;
 };
 
-struct energy_figures {                // one port's, or the sums over all ports
+struct energy_figures {  // one port's, or the sums over all ports
     std::uint32_t powered_s;
     float energy_wh;
     energy_average minutes, half_hours, two_hours;

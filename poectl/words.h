@@ -1,0 +1,45 @@
+// Words and numbers as people read them, the same in tables, JSON and messages. Pure.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "poe_client/types.h"
+
+namespace poectl {
+
+inline constexpr std::array<std::string_view, 4> priority_names{"unknown", "critical", "high", "low"};
+
+constexpr std::string_view priority_name(std::int8_t priority) {
+    return priority_names[priority >= 1 && priority <= 3 ? static_cast<std::size_t>(priority) : 0];
+}
+
+constexpr std::string_view on_off(std::int64_t value) {
+    return value != 0 ? "on" : "off";
+}
+
+constexpr std::string_view pair_set_name(std::size_t pair_set) {
+    return pair_set == 0 ? "A" : "B";
+}
+
+// What a person calls a port.
+constexpr int panel_number(std::size_t port) {
+    return static_cast<int>(port) + 1;
+}
+
+inline constexpr std::uint32_t mw_a_dw = 100;
+
+// 154 → "15.4"
+inline std::string tenths(std::int64_t value) {
+    const std::int64_t magnitude = value < 0 ? -value : value;
+    return (value < 0 ? "-" : "") + std::to_string(magnitude / 10) + "." + std::to_string(magnitude % 10);
+}
+
+// Thousandths as tenths, rounded half away from zero: 12345 → "12.3", 12350 → "12.4", -50 → "-0.1", -49 → "0.0".
+inline std::string thousandths_as_tenths(std::int64_t value) {
+    return tenths((value + (value < 0 ? -50 : 50)) / 100);
+}
+
+}  // namespace poectl

@@ -1,0 +1,41 @@
+#include "poe_client/status_codes.h"
+
+#include <set>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace poe_client;
+
+TEST(status_codes, stand_under_their_numbers) {
+    for (std::uint32_t number = 0; number < status_codes.size(); number++)
+        EXPECT_EQ(status_codes[number].number, number);
+}
+
+TEST(status_codes, have_different_names_without_spaces_and_a_meaning) {
+    std::set<std::string_view> names;
+    for (const auto& code : status_codes) {
+        EXPECT_TRUE(names.insert(code.name).second) << code.name;
+        EXPECT_EQ(code.name.find(' '), std::string_view::npos) << code.name;
+        EXPECT_GT(code.meaning.size(), 20U) << code.name;
+    }
+}
+
+TEST(status_codes, names_that_scripts_look_for) {
+    EXPECT_EQ(status_name(0), "off");
+    EXPECT_EQ(status_name(1), "delivering");
+    EXPECT_EQ(status_name(2), "searching");
+    EXPECT_EQ(status_name(3), "overload");
+    EXPECT_EQ(status_name(11), "not-read-yet");
+    EXPECT_EQ(status_name(12), "on-hold");
+    EXPECT_EQ(status_name(13), "auto-off");
+}
+
+TEST(status_codes, a_number_above_15_is_unknown) {
+    EXPECT_EQ(status_name(16), "unknown");
+    EXPECT_EQ(status_name(0xFFFFFFFF), "unknown");
+    EXPECT_FALSE(status_meaning(16).empty());
+}
+
+}  // namespace

@@ -1,0 +1,151 @@
+#include "poectl/arguments.h"
+
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace poectl;
+using testing::HasSubstr;
+
+parsed_arguments parse(const std::string& line) {
+    std::istringstream words(line);
+    return parse_arguments({std::istream_iterator<std::string>(words), {}});
+}
+
+command good(const std::string& line) {
+    const auto parsed = parse(line);
+    EXPECT_TRUE(parsed.go_on) << line << ": " << parsed.complaint;
+    return parsed.asked;
+}
+
+TEST(arguments, each_command_has_its_verb) {
+    EXPECT_EQ(good("status").verb, verb::status);
+    EXPECT_EQ(good("port 2").verb, verb::port_show);
+    EXPECT_EQ(good("port 2 show").verb, verb::port_show);
+    EXPECT_EQ(good("port 2 set --enable on").verb, verb::port_set);
+    EXPECT_EQ(good("system").verb, verb::system_show);
+    EXPECT_EQ(good("system show").verb, verb::system_show);
+    EXPECT_EQ(good("system set --enable off").verb, verb::system_set);
+    EXPECT_EQ(good("bank").verb, verb::bank_show);
+    EXPECT_EQ(good("bank show").verb, verb::bank_show);
+    EXPECT_EQ(good("bank set 240").verb, verb::bank_set);
+    EXPECT_EQ(good("cycle 1,3").verb, verb::cycle);
+    EXPECT_EQ(good("schedule 2 on").verb, verb::schedule);
+    EXPECT_EQ(good("counters").verb, verb::counters);
+    EXPECT_EQ(good("queue").verb, verb::queue);
+}
+
+TEST(arguments, port_settings_are_gathered) {
+    const auto asked =
+        good("port 2 set --enable on --limit 15.4 --priority high --mode 3 --schedule off --re-enable 20");
+    EXPECT_EQ(asked.port, 1);
+    EXPECT_EQ(asked.port_change, (poe_client::port_settings_change{1, 2, 0, 3, 20, 154}));
+}
+
+TEST(arguments, what_is_not_named_stays) {
+    EXPECT_EQ(good("port 4 set --limit 30").port_change, (poe_client::port_settings_change{{}, {}, {}, {}, {}, 300}));
+    EXPECT_EQ(good("system set --threshold 80").system_change,
+              (poe_client::system_settings_change{{}, {}, {}, 80, {}, {}}));
+}
+
+TEST(arguments, all_six_system_settings_are_gathered) {
+    EXPECT_EQ(
+        good("system set --enable off --parameter-1 1 --parameter-2 0 --threshold 80 --parameter-4 1 --parameter-5 0")
+            .system_change,
+        (poe_client::system_settings_change{0, 1, 0, 80, 1, 0}));
+}
+
+TEST(arguments, positionals_are_gathered) {
+    EXPECT_EQ(good("bank set 240").bank_limit_w, 240);
+    EXPECT_EQ(good("cycle 4,1").ports, 0b1001);
+    EXPECT_EQ(good("schedule 3 on").port, 2);
+    EXPECT_TRUE(good("schedule 3 on").schedule_on);
+    EXPECT_FALSE(good("schedule 3 off").schedule_on);
+}
+
+TEST(arguments, common_options_stand_anywhere) {
+    for (const char* line : {"--json --socket /s --timeout 250 port 1 show", "port 1 --json --socket /s --timeout 250",
+                             "port 1 show --json --socket /s --timeout 250"}) {
+        const auto asked = good(line);
+        EXPECT_TRUE(asked.json) << line;
+        EXPECT_EQ(asked.socket_path, "/s") << line;
+        EXPECT_EQ(asked.timeout.count(), 250) << line;
+    }
+    EXPECT_FALSE(good("status").json);
+    EXPECT_EQ(good("status").timeout, poe_client::default_timeout);
+}
+
+TEST(arguments, bad_usage_is_status_2_with_a_reason_and_no_command) {
+    for (const char* line : {"",
+                             "bogus",
+                             "--bogus",
+                             "port",
+                             "port 0",
+                             "port 5",
+                             "port x show",
+                             "port 2 set",
+                             "port 2 bogus",
+                             "port 2 show extra",
+                             "port 2 set --limit",
+                             "port 2 set --limit 12.34",
+                             "port 2 set --limit 0.9",
+                             "port 2 set --limit 90.1",
+                             "port 2 set --enable maybe",
+                             "port 2 set --priority 4",
+                             "port 2 set --mode 5",
+                             "port 2 set --schedule 2",
+                             "port 2 set --re-enable 4",
+                             "port 2 set --re-enable 61",
+                             "port 2 set --limit 5 --limit 6",
+                             "system set",
+                             "system set --threshold 0",
+                             "system set --threshold 100",
+                             "system set --parameter-2 2",
+                             "bank set",
+                             "bank set -1",
+                             "bank set 65536",
+                             "bank 5",
+                             "cycle",
+                             "cycle 1,5",
+                             "schedule 1",
+                             "schedule 5 on",
+                             "schedule 1 2",
+                             "status extra",
+                             "status --timeout 0",
+                             "status --timeout x",
+                             "status port 1",
+                             "status --socket"}) {
+        const auto parsed = parse(line);
+        EXPECT_FALSE(parsed.go_on) << line;
+        EXPECT_EQ(parsed.status, 2) << line;
+        EXPECT_FALSE(parsed.complaint.empty()) << line;
+        EXPECT_TRUE(parsed.help.empty()) << line;
+    }
+}
+
+TEST(arguments, the_reason_names_the_option_and_what_it_takes) {
+    EXPECT_THAT(parse("port 2 set --limit 12.34").complaint,
+                HasSubstr("--limit: '12.34' is not a whole number of tenths"));
+    EXPECT_THAT(parse("port 2 set --re-enable 61").complaint, HasSubstr("a number of seconds from 5 to 60"));
+    EXPECT_THAT(parse("system set --threshold 100").complaint, HasSubstr("a percentage from 1 to 99"));
+    EXPECT_THAT(parse("port 9").complaint, HasSubstr("a port from 1 to 4"));
+    EXPECT_THAT(parse("port 1 set").complaint, HasSubstr("at least one setting"));
+    EXPECT_THAT(parse("bogus").complaint, HasSubstr("status, port, system, bank, cycle, schedule, counters, queue"));
+}
+
+TEST(arguments, help_goes_to_standard_output_with_status_0) {
+    for (const char* line : {"--help", "-h", "port --help", "port 1 set --help"}) {
+        const auto parsed = parse(line);
+        EXPECT_FALSE(parsed.go_on) << line;
+        EXPECT_EQ(parsed.status, 0) << line;
+        EXPECT_TRUE(parsed.complaint.empty()) << line;
+        EXPECT_THAT(parsed.help, HasSubstr("Usage: poectl")) << line;
+        EXPECT_THAT(parsed.help, HasSubstr("Exit status:")) << line;
+    }
+    EXPECT_THAT(parse("port 1 set --help").help, HasSubstr("--re-enable"));
+}
+
+}  // namespace

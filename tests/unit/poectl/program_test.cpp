@@ -1,0 +1,228 @@
+// The program itself, run against a scripted daemon.
+#include <fcntl.h>
+#include <grp.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <nlohmann/json.hpp>
+
+#include "client/fake_daemon.h"
+
+namespace {
+
+using nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+struct ended {
+    int status;
+    std::string out, err;
+};
+
+std::string contents(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+[[noreturn]] void become_poectl(const std::vector<std::string>& arguments, bool as_nobody) {
+    constexpr uid_t nobody = 65534;
+    const int program = open(POECTL, O_PATH | O_CLOEXEC);  // before: nobody may not be let into the build folder
+    if (as_nobody && (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)) _exit(99);
+    std::vector<char*> words{const_cast<char*>("poectl")};
+    for (const auto& argument : arguments)
+        words.push_back(const_cast<char*>(argument.c_str()));
+    words.push_back(nullptr);
+    fexecve(program, words.data(), environ);
+    _exit(98);
+}
+
+ended poectl(const std::string& line, const std::string& socket, bool as_nobody = false) {
+    const temporary_folder folder;
+    std::istringstream words(line);
+    std::vector<std::string> arguments{std::istream_iterator<std::string>(words), {}};
+    if (!socket.empty()) arguments.insert(arguments.end(), {"--socket", socket});
+    const std::string out = folder.path + "/out", err = folder.path + "/err";
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(open(out.c_str(), O_CREAT | O_WRONLY, 0600), STDOUT_FILENO);
+        dup2(open(err.c_str(), O_CREAT | O_WRONLY, 0600), STDERR_FILENO);
+        become_poectl(arguments, as_nobody);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(out), contents(err)};
+}
+
+class program : public testing::Test {
+  protected:
+    fake_daemon daemon{healthy()};
+    ended poectl(const std::string& line) { return ::poectl(line, daemon.socket_path()); }
+    json json_of(const std::string& line) {
+        const auto run = poectl(line + " --json");
+        EXPECT_EQ(run.status, 0) << run.err;
+        return json::parse(run.out);
+    }
+};
+
+TEST_F(program, status_prints_a_table_and_leaves_nothing_behind) {
+    const auto run = poectl("status");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.out, HasSubstr("   2  on       1 delivering      3      5.3"));
+    EXPECT_EQ(run.err, "");
+    EXPECT_THAT(daemon.folder.entries(), ElementsAre("daemon"));
+}
+
+TEST_F(program, status_as_json_has_units_in_its_keys) {
+    const auto status = json_of("status");
+    EXPECT_EQ(status["schema_version"], 1);
+    EXPECT_EQ(status["system"], json::parse(R"({"total_mw": 300000, "consumed_mw": 5320, "remaining_mw": 294680,
+        "temperature_mc": 41000, "alarm_raised": false, "settings": {"enabled": true, "threshold_percent": 95,
+        "parameter_1": 0, "parameter_2": 1, "parameter_4": 0, "parameter_5": -1}})"));
+    ASSERT_EQ(status["ports"].size(), 4U);
+    EXPECT_EQ(status["ports"][1], json::parse(R"({"port": 2, "status": {"code": 1, "name": "delivering"}, "class": 3,
+        "error_code": null, "sub_status": 0, "port_type": 1, "auto_off": false, "power_mw": 5320, "voltage_mv": 53200,
+        "current_ma": 100, "temperature_mc": 1000,
+        "pair_sets": [
+            {"pair_set": "A", "status": {"code": 0, "name": "off"}, "class": null, "error_code": 0, "sub_status": 0,
+             "power_mw": 0, "voltage_mv": 0, "current_ma": 0},
+            {"pair_set": "B", "status": {"code": 0, "name": "off"}, "class": null, "error_code": 0, "sub_status": 0,
+             "power_mw": 0, "voltage_mv": 0, "current_ma": 0}],
+        "event_totals": [0, 0, 0, 0, 0],
+        "settings": {"enabled": true, "limit_mw": 1000, "priority": {"code": 1, "name": "critical"}, "mode": 0,
+                     "schedule_enabled": true, "re_enable_s": 5},
+        "schedule_on": true, "power_cycle": {"pending": true, "on_again_s": 0}})"));
+    EXPECT_TRUE(status["ports"][0]["class"].is_null());
+    EXPECT_TRUE(status["ports"][0]["power_cycle"]["on_again_s"].is_null());
+    EXPECT_EQ(status["ports"][2]["status"]["code"], 13);
+    EXPECT_TRUE(status["ports"][2]["auto_off"]);
+}
+
+TEST_F(program, one_port_as_json_is_still_an_array_of_ports_with_the_same_keys) {
+    const auto port = json_of("port 3 show");
+    ASSERT_TRUE(port["ports"].is_array());
+    ASSERT_EQ(port["ports"].size(), 1U);
+    EXPECT_EQ(port["ports"][0]["port"], 3);
+    EXPECT_EQ(port["ports"][0]["settings"]["limit_mw"], 15400);
+    const auto status = json_of("status");
+    for (const auto& [key, value] : status["ports"][0].items())
+        EXPECT_TRUE(port["ports"][0].contains(key)) << key;
+}
+
+TEST_F(program, the_keys_of_json_stand_in_their_order) {
+    const auto out = poectl("status --json").out;
+    EXPECT_THAT(out, StartsWith("{\n  \"schema_version\": 1,\n  \"system\": {\n    \"total_mw\": 300000,"));
+}
+
+TEST_F(program, the_other_queries_as_json) {
+    EXPECT_EQ(json_of("system show")["system"]["consumed_mw"], 35000);
+    EXPECT_EQ(json_of("bank"), json::parse(R"({"schema_version": 1, "bank": {"limit_w": 300, "second": 7}})"));
+    EXPECT_EQ(json_of("queue"), json::parse(R"({"schema_version": 1, "queue": {"deepest": 3}})"));
+    const auto counters = json_of("counters")["counters"];
+    EXPECT_EQ(counters["total"], 4294967297U);
+    EXPECT_EQ(counters["undefined_key_value"], 9223372036854775817U);
+    EXPECT_EQ(counters.size(), 9U);
+}
+
+TEST_F(program, a_setting_is_sent_once_and_said_to_be_accepted) {
+    const auto run = poectl("port 3 set --limit 90");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "accepted: port 3 limit 90.0 W\n");
+    ASSERT_EQ(daemon.requests().size(), 1U);
+    EXPECT_TRUE(same_bytes(daemon.requests()[0].bytes, message_bytes("set_port_2_limit")));
+    EXPECT_EQ(json_of("cycle 1,3"), json::parse(R"({"schema_version": 1, "accepted": true,
+        "message": "accepted: power-cycle of port 1, 3"})"));
+}
+
+TEST_F(program, bad_usage_is_2_with_a_line_on_standard_error_before_anything_is_asked) {
+    const auto run = poectl("port 3 set --limit 12.34");
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.err, StartsWith("poectl: --limit: '12.34' is not a whole number of tenths of a watt\n"));
+    EXPECT_THAT(daemon.requests(), IsEmpty());
+}
+
+TEST_F(program, help_is_on_standard_output) {
+    const auto run = poectl("--help");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.out, HasSubstr("Usage: poectl"));
+    EXPECT_EQ(run.err, "");
+}
+
+TEST_F(program, takes_the_socket_from_the_environment) {
+    ASSERT_EQ(setenv("POE_DRV_SOCKET", daemon.socket_path().c_str(), 1), 0);
+    EXPECT_EQ(::poectl("queue", "").out, "deepest set queue so far: 3\n");
+    unsetenv("POE_DRV_SOCKET");
+}
+
+TEST_F(program, output_that_cannot_be_written_is_an_internal_failure) {
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO);
+        dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
+        become_poectl({"queue", "--socket", daemon.socket_path()}, false);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+}
+
+TEST(program_without, a_daemon_is_3) {
+    const temporary_folder folder;
+    const auto run = poectl("status", folder.path + "/nothing");
+    EXPECT_EQ(run.status, 3);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "poectl: no daemon: there is no socket at " + folder.path + "/nothing. Is poe_drv running?\n");
+}
+
+TEST(program_without, an_answer_is_4) {
+    fake_daemon daemon([](const message&, std::size_t) { return std::vector<message>{}; });
+    const auto run = poectl("status --timeout 5", daemon.socket_path());
+    EXPECT_EQ(run.status, 4);
+    EXPECT_THAT(run.err, StartsWith("poectl: no answer: poe_drv did not answer within 5 ms."));
+    EXPECT_THAT(daemon.folder.entries(), ElementsAre("daemon"));
+}
+
+TEST(program_that_is, refused_is_5) {
+    fake_daemon daemon(healthy(1));
+    const auto run = poectl("cycle 2", daemon.socket_path());
+    EXPECT_EQ(run.status, 5);
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.err, StartsWith("poectl: refused: "));
+}
+
+TEST(program_that_is, not_permitted_is_6) {
+    fake_daemon daemon(healthy());
+    const bool root = getuid() == 0;
+    ASSERT_EQ(chmod(daemon.folder.path.c_str(), 0755), 0);
+    ASSERT_EQ(chmod(daemon.socket_path().c_str(), root ? 0700 : 0), 0);
+    const auto run = poectl("status", daemon.socket_path(), root);
+    EXPECT_EQ(run.status, 6) << run.err;
+    EXPECT_THAT(run.err, StartsWith("poectl: not permitted: "));
+}
+
+TEST(program_that_is, stopped_by_a_signal_takes_its_names_with_it) {
+    fake_daemon daemon([](const message&, std::size_t) { return std::vector<message>{}; });
+    const pid_t child = fork();
+    if (child == 0) become_poectl({"status", "--timeout", "60000", "--socket", daemon.socket_path()}, false);
+    while (daemon.requests().empty())
+        std::this_thread::yield();
+    EXPECT_EQ(daemon.folder.entries().size(), 2U);
+    ASSERT_EQ(kill(child, SIGTERM), 0);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), SIGTERM);
+    EXPECT_THAT(daemon.folder.entries(), ElementsAre("daemon"));
+}
+
+}  // namespace

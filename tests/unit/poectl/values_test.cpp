@@ -1,0 +1,163 @@
+#include "poectl/values.h"
+
+#include <cstdio>
+
+#include <gtest/gtest.h>
+
+#include "poectl/words.h"
+
+namespace {
+
+using namespace poectl;
+
+TEST(limit, is_every_tenth_of_a_watt_from_1_to_90_and_nothing_else) {
+    for (unsigned tenth = 0; tenth <= 2000; tenth++) {
+        char text[16];
+        std::snprintf(text, sizeof text, "%u.%u", tenth / 10, tenth % 10);
+        const auto limit = parse_limit_dw(text);
+        EXPECT_EQ(limit.good(), tenth >= 10 && tenth <= 900) << text;
+        if (limit.good()) {
+            EXPECT_EQ(limit.value, tenth) << text;
+        }
+    }
+}
+
+TEST(limit, may_be_whole_watts_or_end_in_zeros) {
+    EXPECT_EQ(parse_limit_dw("15").value, 150U);
+    EXPECT_EQ(parse_limit_dw("12.30").value, 123U);
+    EXPECT_EQ(parse_limit_dw("90.000").value, 900U);
+}
+
+TEST(limit, between_two_tenths_is_bad_usage) {
+    EXPECT_EQ(parse_limit_dw("12.34").problem, "'12.34' is not a whole number of tenths of a watt");
+    EXPECT_FALSE(parse_limit_dw("12.301").good());
+}
+
+TEST(limit, out_of_range_names_the_range) {
+    EXPECT_EQ(parse_limit_dw("0.9").problem, "'0.9' is not a limit from 1.0 to 90.0 watts");
+    EXPECT_EQ(parse_limit_dw("90.1").problem, "'90.1' is not a limit from 1.0 to 90.0 watts");
+    EXPECT_FALSE(parse_limit_dw("4294967295").good());
+    EXPECT_FALSE(parse_limit_dw("429496730.6").good()) << "one more than 32 bits of tenths";
+}
+
+TEST(limit, that_is_no_number_is_bad_usage) {
+    for (const char* text : {"", ".", "1.", ".5", "-5", "+5", "5W", " 5", "5 ", "1e1", "0x10", "1,5", "1.5.5", "1.-5",
+                             "99999999999999999999", "inf", "nan"}) {
+        EXPECT_FALSE(parse_limit_dw(text).good()) << text;
+    }
+}
+
+TEST(port, is_1_to_4_on_the_panel_and_0_to_3_inside) {
+    for (int port = -1; port <= 300; port++) {
+        const auto parsed = parse_port(std::to_string(port));
+        EXPECT_EQ(parsed.good(), port >= 1 && port <= 4) << port;
+        if (parsed.good()) {
+            EXPECT_EQ(parsed.value, port - 1);
+        }
+    }
+    for (const char* text : {"", "a", "1a", " 1", "+1", "4294967297"})
+        EXPECT_FALSE(parse_port(text).good()) << text;
+}
+
+TEST(ports, are_a_list_in_any_order) {
+    EXPECT_EQ(parse_ports("1").value, 0b0001);
+    EXPECT_EQ(parse_ports("1,3").value, 0b0101);
+    EXPECT_EQ(parse_ports("4,2,1,3").value, 0b1111);
+    EXPECT_EQ(parse_ports("2,2").value, 0b0010);
+}
+
+TEST(ports, of_a_broken_list_are_bad_usage) {
+    for (const char* text : {"", ",", "1,", ",1", "1,,2", "0", "5", "1,5", "1-3", "1 3", "all"}) {
+        EXPECT_FALSE(parse_ports(text).good()) << text;
+    }
+}
+
+TEST(on_off, takes_these_two_words) {
+    EXPECT_EQ(parse_on_off("on").value, 1);
+    EXPECT_EQ(parse_on_off("off").value, 0);
+    for (const char* text : {"", "ON", "1", "0", "yes", "onn"})
+        EXPECT_FALSE(parse_on_off(text).good()) << text;
+}
+
+TEST(priority, is_a_word_or_its_number) {
+    EXPECT_EQ(parse_priority("critical").value, 1);
+    EXPECT_EQ(parse_priority("high").value, 2);
+    EXPECT_EQ(parse_priority("low").value, 3);
+    EXPECT_EQ(parse_priority("1").value, 1);
+    EXPECT_EQ(parse_priority("2").value, 2);
+    EXPECT_EQ(parse_priority("3").value, 3);
+    for (const char* text : {"", "0", "4", "-1", "High", "unknown"})
+        EXPECT_FALSE(parse_priority(text).good()) << text;
+}
+
+struct range_row {
+    bool (*good)(const std::string& text, int& value);
+    int lowest, highest;
+};
+
+TEST(numbers, are_taken_within_their_range_only) {
+    const range_row rows[]{
+        {[](const std::string& t, int& v) {
+             const auto p = parse_mode(t);
+             v = p.value;
+             return p.good();
+         },
+         0, 4},
+        {[](const std::string& t, int& v) {
+             const auto p = parse_re_enable_s(t);
+             v = p.value;
+             return p.good();
+         },
+         5, 60},
+        {[](const std::string& t, int& v) {
+             const auto p = parse_threshold_percent(t);
+             v = p.value;
+             return p.good();
+         },
+         1, 99},
+        {[](const std::string& t, int& v) {
+             const auto p = parse_zero_or_one(t);
+             v = p.value;
+             return p.good();
+         },
+         0, 1},
+        {[](const std::string& t, int& v) {
+             const auto p = parse_bank_w(t);
+             v = p.value;
+             return p.good();
+         },
+         0, 65535},
+        {[](const std::string& t, int& v) {
+             const auto p = parse_timeout_ms(t);
+             v = static_cast<int>(p.value);
+             return p.good();
+         },
+         1, 600000},
+    };
+    for (const auto& row : rows) {
+        for (const int number :
+             {-1, 0, 1, 2, 4, 5, 6, 59, 60, 61, 98, 99, 100, 127, 128, 255, 256, 65535, 65536, 600000, 600001}) {
+            int value = 0;
+            const bool good = row.good(std::to_string(number), value);
+            EXPECT_EQ(good, number >= row.lowest && number <= row.highest) << number << " of " << row.highest;
+            if (good) {
+                EXPECT_EQ(value, number);
+            }
+        }
+        int unused = 0;
+        for (const char* text : {"", "x", "1x", "1.0", " 1"})
+            EXPECT_FALSE(row.good(text, unused)) << text;
+    }
+}
+
+TEST(words, thousandths_become_tenths_rounded_half_away_from_zero) {
+    EXPECT_EQ(thousandths_as_tenths(12345), "12.3");
+    EXPECT_EQ(thousandths_as_tenths(12350), "12.4");
+    EXPECT_EQ(thousandths_as_tenths(0), "0.0");
+    EXPECT_EQ(thousandths_as_tenths(-49), "0.0");
+    EXPECT_EQ(thousandths_as_tenths(-50), "-0.1");
+    EXPECT_EQ(thousandths_as_tenths(-1000), "-1.0");
+    EXPECT_EQ(thousandths_as_tenths(4294967295), "4294967.3");
+}
+
+}  // namespace
