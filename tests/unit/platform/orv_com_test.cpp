@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <bitset>
+#include <latch>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -85,11 +86,13 @@ TEST(port_bitmap, a_negative_bit_is_ignored_and_reads_as_0) {
 }
 
 TEST(port_bitmap, two_threads_change_neighbouring_bits_without_losing_a_change_while_a_third_reads) {
-    constexpr int rounds = 20000;
+    constexpr int rounds = 50000;
     unsigned char bitmap = 0;
     std::atomic<int> lost{0};
     std::atomic<bool> done{false};
+    std::latch both_started{2};
     const auto toggle = [&](int bit) {
+        both_started.arrive_and_wait();
         for (int i = 0; i < rounds; i++) {
             utilBitmapSet(&bitmap, bit);
             if (utilBitmapCheck(&bitmap, bit) != 1) lost++;
