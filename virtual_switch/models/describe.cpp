@@ -67,21 +67,26 @@ std::string seconds_text(std::uint64_t us) {
 }
 
 std::string ports_text(const switch_state& state) {
-    std::string text =
-        "Port  Device                  Power  State           Class  Type     Voltage  Current    Power     Limit"
-        "  Prio  Link  LED\n";
+    std::size_t widest = std::string("pair set A").size();
+    for (std::size_t port = 0; port < port_count; port++) {
+        widest = std::max(widest, device_text(state.chip.port(port).device()).size());
+    }
+    const int width = static_cast<int>(widest);
+    std::string text = print("Port  %-*s  Power  State           Class  Type     Voltage  Current    Power     Limit",
+                             width, "Device") +
+                       "  Prio  Link  LED\n";
     for (std::size_t port = 0; port < port_count; port++) {
         const port_view view = view_port(state, port);
-        text += print("%-4u  %-22s  %-5s  %-14s  %5u  %-7s  %5.1f V  %4u mA  %5.1f W  %6.1f W  %4u  %-4s  %s\n",
-                      view.number, device_text(view.device).c_str(), view.powered_on ? "on" : "off", view.state.c_str(),
-                      view.power_class, view.type, view.voltage_v, view.current_ma, view.power_w, view.limit_w,
-                      view.priority, view.link_up ? "up" : "down", led_name(view.led));
+        text += print("%-4u  %-*s  %-5s  %-14s  %5u  %-7s  %5.1f V  %4u mA  %5.1f W  %6.1f W  %4u  %-4s  %s\n",
+                      view.number, width, device_text(view.device).c_str(), view.powered_on ? "on" : "off",
+                      view.state.c_str(), view.power_class, view.type, view.voltage_v, view.current_ma, view.power_w,
+                      view.limit_w, view.priority, view.link_up ? "up" : "down", led_name(view.led));
         if (view.device.kind != device_kind::dual_signature) continue;
         for (unsigned channel = 0; channel < 2; channel++) {
             const channel_view& one = view.channels[channel];
-            text += print("      pair set %c              %-5s  %-14s  %5u  %-7s  %5.1f V  %4u mA  %5.1f W\n",
-                          channel == 0 ? 'A' : 'B', "", one.state.c_str(), one.power_class, "", one.voltage_v,
-                          one.current_ma, one.power_w);
+            text += print("      %-*s  %-5s  %-14s  %5u  %-7s  %5.1f V  %4u mA  %5.1f W\n", width,
+                          channel == 0 ? "pair set A" : "pair set B", "", one.state.c_str(), one.power_class, "",
+                          one.voltage_v, one.current_ma, one.power_w);
         }
     }
     constexpr double watt_mw = 1000.0;

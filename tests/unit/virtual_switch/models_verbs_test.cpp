@@ -88,7 +88,7 @@ TEST_F(programmed_switch, shows_a_port_with_everything_about_it) {
     say("plug 2 --class 4 --load 12.5");
     say("link 2 up");
     after_ms(1000);
-    EXPECT_THAT(say("show ports"), HasSubstr("2     class 4, 2 pairs        on     delivering          4  2 pairs"));
+    EXPECT_THAT(say("show ports"), HasSubstr("2     class 4, 2 pairs  on     delivering          4  2 pairs"));
     const std::string document = say("show ports", true);
     EXPECT_THAT(document,
                 HasSubstr(R"("port":2,"device":{"kind":"single","class":4,"pairs":2,"load_w":12.5,"broken":"none"})"));
@@ -101,6 +101,21 @@ TEST_F(programmed_switch, shows_both_pair_sets_of_a_dual_signature_device) {
     say("plug 2 --dual --class 4 --load 20,10");
     after_ms(1000);
     EXPECT_THAT(say("show ports"), HasSubstr("pair set B"));
+}
+
+TEST_F(programmed_switch, keeps_its_columns_whatever_is_plugged_in) {
+    say("plug 1 --class 3 --broken bad-signature");
+    say("plug 2 --dual --class 4");
+    after_ms(1000);
+    std::istringstream table(say("show ports"));
+    std::string line;
+    std::getline(table, line);
+    const std::size_t state_column = line.find("State");
+    const char* states[] = {"bad signature", "delivering", "delivering", "delivering", "searching", "searching"};
+    for (const char* state : states) {
+        std::getline(table, line);
+        EXPECT_EQ(line.find(state), state_column) << line;
+    }
 }
 
 TEST_F(programmed_switch, shows_every_subject_alone_and_all_together) {
