@@ -4,7 +4,7 @@ namespace poe_client {
 
 // clang-format off
 constexpr std::array<status_code, 16> status_codes{{
-    { 0, "off",
+    { 0, "disabled",
       "The controller has the port switched off: it, its schedule or the whole system is disabled. "
       "Enable it if it should deliver power."},
     { 1, "delivering",
@@ -29,7 +29,7 @@ constexpr std::array<status_code, 16> status_codes{{
     { 8, "fault-8",
       "The controller reports a fault of its own (error 5 or 14, or a state that the daemon passes on as it is); its "
       "handbook says which. Power-cycle the port."},
-    { 9, "waiting-for-power",
+    { 9, "requesting",
       "The controller reports a device that is not powered yet (its state 6). "
       "This passes by itself; if it stays, look at the budget."},
     {10, "fault-10",

@@ -4,11 +4,9 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "core/parameter_limits.h"
 #include "core/records.h"
 #include "ipc/protocol.h"
-
-inline constexpr std::int8_t lowest_usage_threshold = 1;
-inline constexpr std::int8_t highest_usage_threshold = 99;
 
 constexpr bool is_keep_off_or_on(std::int8_t value) {
     return value == keep_value || value == 0 || value == 1;

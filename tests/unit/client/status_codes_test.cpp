@@ -23,10 +23,12 @@ TEST(status_codes, have_different_names_without_spaces_and_a_meaning) {
 }
 
 TEST(status_codes, names_that_scripts_look_for) {
-    EXPECT_EQ(status_name(0), "off");
+    EXPECT_EQ(status_name(0), "disabled");
     EXPECT_EQ(status_name(1), "delivering");
     EXPECT_EQ(status_name(2), "searching");
     EXPECT_EQ(status_name(3), "overload");
+    EXPECT_EQ(status_name(4), "power-denied");
+    EXPECT_EQ(status_name(5), "short-circuit");
     EXPECT_EQ(status_name(11), "not-read-yet");
     EXPECT_EQ(status_name(12), "on-hold");
     EXPECT_EQ(status_name(13), "auto-off");

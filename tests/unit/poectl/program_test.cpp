@@ -93,9 +93,9 @@ TEST_F(program, status_as_json_has_units_in_its_keys) {
         "error_code": null, "sub_status": 0, "port_type": 1, "auto_off": false, "power_mw": 5320, "voltage_mv": 53200,
         "current_ma": 100, "temperature_mc": 1000,
         "pair_sets": [
-            {"pair_set": "A", "status": {"code": 0, "name": "off"}, "class": null, "error_code": 0, "sub_status": 0,
+            {"pair_set": "A", "status": {"code": 0, "name": "disabled"}, "class": null, "error_code": 0, "sub_status": 0,
              "power_mw": 0, "voltage_mv": 0, "current_ma": 0},
-            {"pair_set": "B", "status": {"code": 0, "name": "off"}, "class": null, "error_code": 0, "sub_status": 0,
+            {"pair_set": "B", "status": {"code": 0, "name": "disabled"}, "class": null, "error_code": 0, "sub_status": 0,
              "power_mw": 0, "voltage_mv": 0, "current_ma": 0}],
         "event_totals": [0, 0, 0, 0, 0],
         "settings": {"enabled": true, "limit_mw": 1000, "priority": {"code": 1, "name": "critical"}, "mode": 0,

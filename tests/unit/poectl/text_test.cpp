@@ -45,7 +45,7 @@ TEST(status_text, shows_system_and_ports_1_to_4_with_units) {
         "\n"
         "PORT  ENABLED  STATUS        CLASS  POWER W  LIMIT W  VOLTAGE V  CURRENT mA  TEMPERATURE C  PRIORITY  "
         "SCHEDULE\n"
-        "   1  on       0 off             -      0.0     90.0        0.0           0            0.0  low       none\n"
+        "   1  on       0 disabled        -      0.0     90.0        0.0           0            0.0  low       none\n"
         "   2  on       1 delivering      3      5.3      1.0       53.2         100            1.0  critical  none\n"
         "   3  on       13 auto-off       -      0.0     30.0        0.0           0            0.0  high      none\n"
         "   4  off      3 overload        -      0.0     60.1        0.0           0            0.0  low       off "
