@@ -34,10 +34,10 @@ translation_question question_about(const port_reading& reading, const reported_
             .port_type = reading.port_type,
             .is_channel = part != port_part::port,
             .auto_off = is_auto_off(port),
-            .searching_event = counter[0] != 0,
-            .denied_event = counter[1] != 0,
-            .overload_event = counter[2] != 0,
-            .hold_event = counter[4] != 0};
+            .gone_event = counter[0] != 0,
+            .overload_event = counter[1] != 0,
+            .short_event = counter[2] != 0,
+            .denied_event = counter[4] != 0};
 }
 
 void switch_off_if_linked(std::uint8_t port) REQUIRES(controller_user) {

@@ -13,21 +13,21 @@ constexpr bool is(std::uint32_t status, system_status named) {
 
 // A port that goes back to searching from a search is nobody's news.
 constexpr bool is_quiet_change(std::uint32_t recorded, std::uint32_t now) {
-    return is(recorded, system_status::idle) && is(now, system_status::searching);
+    return is(recorded, system_status::on_hold) && is(now, system_status::searching);
 }
 
 // What a change of a port's status is called in the trap.
 constexpr std::uint8_t reported_status(std::uint32_t recorded, std::uint8_t now) {
     if (is(now, system_status::searching)) {
-        if (is(recorded, system_status::auto_off)) return static_cast<std::uint8_t>(system_status::auto_off_ended);
-        if (is(recorded, system_status::disabled)) return static_cast<std::uint8_t>(system_status::enabled);
+        if (is(recorded, system_status::auto_off)) return static_cast<std::uint8_t>(system_status::searching_again);
+        if (is(recorded, system_status::off)) return static_cast<std::uint8_t>(system_status::switched_on);
     }
     return now;
 }
 
 constexpr bool shows_light(std::uint32_t status) {
-    return !is(status, system_status::disabled) && !is(status, system_status::searching) &&
-           !is(status, system_status::idle) && !is(status, system_status::auto_off);
+    return !is(status, system_status::off) && !is(status, system_status::searching) &&
+           !is(status, system_status::on_hold) && !is(status, system_status::auto_off);
 }
 
 void add(port_change_answer& answer, trap_kind kind, std::uint8_t status) {

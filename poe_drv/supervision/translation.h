@@ -10,16 +10,14 @@ enum class controller_state : std::uint8_t {
     disabled = 0,
     searching = 1,
     delivering = 2,
-    denied = 3,
+    overload = 3,
     fault = 4,
-    overload = 5,
+    short_circuit = 5,
     requesting = 6,
 };
 
-// Port types: 2 is a port whose two pair sets each serve a device's half of their own, and which is therefore watched
-// pair set by pair set.
-inline constexpr std::uint8_t port_type_per_channel = 2;
-inline constexpr std::uint8_t port_type_disabled = 3;  // what a disabled port counts as
+inline constexpr std::uint8_t port_type_per_channel = 2;  // each pair set powers by itself and is watched by itself
+inline constexpr std::uint8_t port_type_disabled = 3;     // what a disabled port counts as
 inline constexpr std::uint8_t port_type_not_reported = 255;
 
 // What is known about a port, or about one of its pair sets.
@@ -28,12 +26,12 @@ struct translation_question {
     std::uint8_t sub_status = 0;
     std::uint8_t error_code = 0;
     std::uint8_t port_type = 0;
-    bool is_channel = false;       // a pair set, not the port
-    bool auto_off = false;         // the port is switched off automatically
-    bool searching_event = false;  // the port's event counters 1, 2, 3 and 5: non-zero?
-    bool denied_event = false;
+    bool is_channel = false;  // a pair set, not the port
+    bool auto_off = false;    // the port is switched off automatically
+    bool gone_event = false;  // the port's event counters 1, 2, 3 and 5: non-zero?
     bool overload_event = false;
-    bool hold_event = false;
+    bool short_event = false;
+    bool denied_event = false;
 };
 
 struct translation_answer {

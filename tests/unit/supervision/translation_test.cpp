@@ -32,17 +32,17 @@ const rule_row rows[]{
     {0, 0, [](const question& q) { return q.auto_off; }, 13},
     {0, 0, always, 0},
 
-    {4, 4, [](const question& q) { return q.hold_event && q.error_code != 5 && q.error_code != 14; }, 4},
+    {4, 4, [](const question& q) { return q.denied_event && q.error_code != 5 && q.error_code != 14; }, 4},
 
-    {0, 255, [](const question& q) { return q.searching_event && !q.is_channel; }, 2},
-    {4, 4, [](const question& q) { return q.searching_event && q.is_channel; }, 2},
-    {6, 6, [](const question& q) { return q.searching_event && q.is_channel; }, 2},
-    {0, 255, [](const question& q) { return q.denied_event && !q.is_channel; }, 3},
-    {4, 4, [](const question& q) { return q.denied_event && q.is_channel; }, 3},
-    {6, 6, [](const question& q) { return q.denied_event && q.is_channel; }, 3},
-    {0, 255, [](const question& q) { return q.overload_event && !q.is_channel; }, 5},
-    {4, 4, [](const question& q) { return q.overload_event && q.is_channel; }, 5},
-    {6, 6, [](const question& q) { return q.overload_event && q.is_channel; }, 5},
+    {0, 255, [](const question& q) { return q.gone_event && !q.is_channel; }, 2},
+    {4, 4, [](const question& q) { return q.gone_event && q.is_channel; }, 2},
+    {6, 6, [](const question& q) { return q.gone_event && q.is_channel; }, 2},
+    {0, 255, [](const question& q) { return q.overload_event && !q.is_channel; }, 3},
+    {4, 4, [](const question& q) { return q.overload_event && q.is_channel; }, 3},
+    {6, 6, [](const question& q) { return q.overload_event && q.is_channel; }, 3},
+    {0, 255, [](const question& q) { return q.short_event && !q.is_channel; }, 5},
+    {4, 4, [](const question& q) { return q.short_event && q.is_channel; }, 5},
+    {6, 6, [](const question& q) { return q.short_event && q.is_channel; }, 5},
 
     {1, 1, [](const question& q) { return q.sub_status == 6; }, 2},
     {1, 1, [](const question& q) { return q.sub_status == 4; }, 1},
@@ -101,8 +101,8 @@ bool agrees(const question& q) {
 testing::Message shown(const question& q) {
     return testing::Message() << "status " << +q.status << " sub-status " << +q.sub_status << " error " << +q.error_code
                               << " type " << +q.port_type << " channel " << q.is_channel << " auto-off " << q.auto_off
-                              << " events " << q.searching_event << q.denied_event << q.overload_event << " hold "
-                              << q.hold_event;
+                              << " events " << q.gone_event << q.overload_event << q.short_event << " hold "
+                              << q.denied_event;
 }
 
 std::uint8_t byte(int value) {
@@ -114,10 +114,10 @@ void for_every_circumstance(question q, const std::function<void(const question&
     for (int bits = 0; bits < 64; bits++) {
         q.is_channel = (bits & 1) != 0;
         q.auto_off = (bits & 2) != 0;
-        q.searching_event = (bits & 4) != 0;
-        q.denied_event = (bits & 8) != 0;
-        q.overload_event = (bits & 16) != 0;
-        q.hold_event = (bits & 32) != 0;
+        q.gone_event = (bits & 4) != 0;
+        q.overload_event = (bits & 8) != 0;
+        q.short_event = (bits & 16) != 0;
+        q.denied_event = (bits & 32) != 0;
         visit(q);
     }
 }
