@@ -79,7 +79,7 @@ std::string daemon_process::start() {
                       .mount_namespace = world_.mount.get(),
                       .parent = getpid(),
                       .report_to = writing.get()};
-    const pid_t child = fork();
+    const pid_t child = fork_alone();
     if (child < 0) return std::string("no process: ") + std::strerror(errno);
     if (child == 0) become(what);
     setpgid(child, child);

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 
 #include "world/mounts.h"
@@ -68,7 +69,7 @@ std::string make_namespaces(const world_folders& folders, const std::vector<std:
     if (pipe2(ends, O_CLOEXEC) != 0) return refused("a pipe");
     const unique_fd reading(ends[0]);
     unique_fd writing(ends[1]);
-    const pid_t child = fork();
+    const pid_t child = fork_alone();
     if (child < 0) return refused("a process");
     if (child == 0) make_in_child(folders, kept, writing.get());
     writing.reset();
@@ -94,6 +95,10 @@ std::string make_namespaces(const world_folders& folders, const std::vector<std:
     }
     if (!problem.empty()) made = {};
     return problem;
+}
+
+pid_t fork_alone() {
+    return static_cast<pid_t>(syscall(SYS_clone, SIGCHLD, nullptr, nullptr, nullptr, nullptr));
 }
 
 bool join(int user_namespace, int mount_namespace) {
