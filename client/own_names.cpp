@@ -77,7 +77,8 @@ void remove_names_of(const slot& names) {
 
 extern "C" void remove_names_and_die(int signal_number) {
     remove_own_names();
-    raise(signal_number);  // its default action, restored on entry, takes effect when this handler returns
+    signal(signal_number, SIG_DFL);
+    raise(signal_number);  // takes effect when this handler returns
 }
 
 }  // namespace
@@ -160,7 +161,6 @@ void remove_own_names_on_signals() {
         if (sigaction(signal_number, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) continue;
         action = {};
         action.sa_handler = remove_names_and_die;
-        action.sa_flags = static_cast<int>(SA_RESETHAND);
         sigaction(signal_number, &action, nullptr);
     }
 }
