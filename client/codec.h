@@ -34,8 +34,7 @@ struct acknowledgement {
     bool operator==(const acknowledgement&) const = default;
 };
 
-// --- queries
-// ----------------------------------------------------------------------------------------------------------
+// --- queries ---
 
 datagram encode_get_system_settings();                 // type 0
 datagram encode_get_port_settings(std::uint8_t port);  // type 1
@@ -67,8 +66,7 @@ decoded<bool> decode_energy_recording(received_bytes reply);
 decoded<port_energy> decode_port_energy(received_bytes reply, std::uint8_t port);
 decoded<energy_summary> decode_energy_summary(received_bytes reply);
 
-// --- settings: all answered by an acknowledgement
-// ------------------------------------------------------------------------
+// --- settings: all answered by an acknowledgement ---
 
 datagram encode_clear_energy(port_bitmap ports);                                             // type 83
 datagram encode_set_system(const system_settings_change& change);                            // type 128
@@ -84,8 +82,7 @@ datagram encode_inject_energy_history(std::uint32_t minutes);                   
 
 decoded<acknowledgement> decode_acknowledgement(received_bytes reply, ipc_type request);
 
-// --- figures
-// --------------------------------------------------------------------------------------------------------------
+// --- figures ---
 
 // The daemon multiplies the low 16 bits of a reading in tenths of a degree; below zero they stand for value + 65536.
 std::int32_t temperature_mc_of(std::uint32_t wire_figure);

@@ -18,8 +18,7 @@ inline constexpr std::uint8_t not_reported =
     255;  // a class, error code or sub-status that the port's state does not carry
 inline constexpr std::uint32_t ticks_a_second = 5;  // of the daemon's clock
 
-// --- settings
-// ---------------------------------------------------------------------------------------------------------
+// --- settings ---
 
 struct system_settings {
     std::int8_t enable;       // 0 = every port off
@@ -74,8 +73,7 @@ constexpr port_bitmap bit_of_port(std::size_t port) {
     return static_cast<port_bitmap>(port < 8 ? 1U << port : 0U);
 }
 
-// --- status
-// -----------------------------------------------------------------------------------------------------------
+// --- status ---
 
 struct system_status {
     std::uint32_t total_mw;
@@ -135,8 +133,7 @@ struct power_cycles {
     bool operator==(const power_cycles&) const = default;
 };
 
-// --- diagnostics
-// ------------------------------------------------------------------------------------------------------
+// --- diagnostics ---
 
 struct communication_counters {  // of the daemon's talk with the controller, since it started
     std::uint64_t total;
@@ -151,8 +148,7 @@ struct communication_counters {  // of the daemon's talk with the controller, si
     bool operator==(const communication_counters&) const = default;
 };
 
-// --- energy record
-// ----------------------------------------------------------------------------------------------------
+// --- energy record ---
 
 inline constexpr std::size_t minute_count = 60;
 inline constexpr std::size_t half_hour_count = 48;

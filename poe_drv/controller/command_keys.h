@@ -4,13 +4,13 @@
 
 #include <cstdint>
 
-// --- settings ------------------------------------------------------------------------------------------------------
+// --- settings ---
 inline constexpr std::uint8_t key_power_source_set = 0x04;
 inline constexpr std::uint8_t key_port_mapping_enable = 0x05;
 inline constexpr std::uint8_t key_port_pair_mapping = 0x06;
 inline constexpr std::uint8_t key_parameters_set = 0x0E;
 
-// --- queries -------------------------------------------------------------------------------------------------------
+// --- queries ---
 inline constexpr std::uint8_t key_global_status = 0x40;
 inline constexpr std::uint8_t key_global_power_status = 0x41;
 inline constexpr std::uint8_t key_port_status = 0x42;
@@ -28,7 +28,7 @@ inline constexpr std::uint8_t key_channel_status = 0x4E;
 inline constexpr std::uint8_t key_channel_vol_cur = 0x4F;
 inline constexpr std::uint8_t key_chip_type_info = 0x4F;  // the controller knows the two by one key
 
-// --- the configuration store: the selector says what to do with it -------------------------------------------------
+// --- the configuration store: the selector says what to do with it ---
 inline constexpr std::uint8_t key_configuration_store = 0xC0;
 inline constexpr std::uint8_t store_save = 1;
 inline constexpr std::uint8_t store_clear = 2;

@@ -7,7 +7,7 @@
 #include "controller/answers.h"
 #include "controller/frame.h"
 
-// --- units ---------------------------------------------------------------------------------------------------------
+// --- units ---
 
 // The controller counts voltages in steps of 64.45 mV; the daemon in tenths of a volt.
 inline constexpr double tenth_volts_per_count = 0.6445;
@@ -32,7 +32,7 @@ std::uint16_t upper_threshold(std::uint8_t count);
 std::uint8_t lower_threshold_count(std::uint16_t tenth_volts);
 std::uint8_t upper_threshold_count(std::uint16_t tenth_volts);
 
-// --- one for each record -------------------------------------------------------------------------------------------
+// --- one for each record ---
 
 // These two add to the 16-bit fields what the answer holds, so they start from a zeroed record.
 void decode(const controller_frame& answer, global_status& status);

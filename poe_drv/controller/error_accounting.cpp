@@ -20,7 +20,7 @@ std::uint32_t poe_error_write_to_flash_rx_checksum_100_time;
 
 namespace {
 
-// --- marks ---------------------------------------------------------------------------------------------------------
+// --- marks ---
 
 struct mark_level {
     std::uint64_t from;  // up to the next level
@@ -64,7 +64,7 @@ constexpr std::array mark_kinds{
                           &poe_error_write_to_flash_rx_checksum_100_time}},
 };
 
-// --- messages ------------------------------------------------------------------------------------------------------
+// --- messages ---
 
 struct status_message {
     int status;

@@ -26,7 +26,7 @@ void hand_out(number* output, std::type_identity_t<number> value) {
     if (output != nullptr) *output = value;
 }
 
-// --- codes ---------------------------------------------------------------------------------------------------------
+// --- codes ---
 
 constexpr std::uint8_t power_off = 0;
 constexpr std::uint8_t power_on = 1;
@@ -58,7 +58,7 @@ constexpr std::uint8_t limit_code(std::uint32_t milliwatts) {
     return static_cast<std::uint8_t>(milliwatts / mw_per_limit_step);
 }
 
-// --- port settings -------------------------------------------------------------------------------------------------
+// --- port settings ---
 
 // The same value for one port, sent as the first pair, or for every port.
 int set_one_port(std::uint8_t key, std::uint8_t port, std::uint8_t value) REQUIRES(controller_user) {
@@ -70,7 +70,7 @@ int set_ports(std::uint8_t key, std::uint8_t port, std::uint8_t value) REQUIRES(
     return _rtl_port_set(key, {0, 1, 2, 3}, {value, value, value, value});
 }
 
-// --- inline mode ---------------------------------------------------------------------------------------------------
+// --- inline mode ---
 
 constexpr std::uint8_t not_sent = 0xFF;
 constexpr std::array<std::uint8_t, 5> inline_mode_keys{key_inline_mode_08, key_inline_mode_0f, key_inline_mode_0c,
@@ -100,7 +100,7 @@ int send_inline_mode(std::uint8_t port, const inline_mode_row& row) REQUIRES(con
 
 }  // namespace
 
-// --- reading -------------------------------------------------------------------------------------------------------
+// --- reading ---
 
 int poe_get_port_measurements(std::uint8_t port, std::uint16_t* voltage, std::uint16_t* current, std::uint16_t* power,
                               std::uint16_t*, std::uint16_t* temperature) {
@@ -269,7 +269,7 @@ int poe_get_port_power_limit(std::uint8_t port, std::uint32_t* limit) {
     return status;
 }
 
-// --- writing -------------------------------------------------------------------------------------------------------
+// --- writing ---
 
 int poe_save_system_settings() {
     return _rtl_cfg_info_save();

@@ -32,7 +32,7 @@ constexpr verdict after_attempt(attempt_budgets& budgets, attempt outcome) {
     return budgets.busy_left > 0 ? verdict::ask_again : verdict::accept;
 }
 
-// --- proofs --------------------------------------------------------------------------------------------------------
+// --- proofs ---
 
 // The fewest or the most attempts over every course that a transaction can take without an answer, found from the
 // ends of the budgets backwards.

@@ -34,7 +34,7 @@ constexpr std::int64_t longest_timeout_s = 1000000000;  // keeps the arithmetic 
 // Two daemons that start in the same moment look at a stale name one after the other; one that cannot have its turn
 // within a fifth of a second, because somebody else holds the folder, goes on without.
 constexpr int folder_lock_attempts = 20;
-constexpr std::int64_t folder_lock_step_ns = 10 * 1000 * ns_per_us;
+constexpr std::int64_t folder_lock_step_ns = 10000 * ns_per_us;
 
 struct local_address {
     sockaddr_un name;

@@ -139,5 +139,6 @@ std::uint32_t portStatsDataSorting(std::span<const stats_slot> slots, std::span<
 }
 
 float energy_in_wh(std::uint64_t energy_mws) {
-    return static_cast<float>(energy_mws / mws_per_ws) / ws_per_wh;
+    const std::uint64_t whole_ws = energy_mws / mws_per_ws;
+    return static_cast<float>(whole_ws) / ws_per_wh;
 }

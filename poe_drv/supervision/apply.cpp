@@ -51,8 +51,7 @@ void program(std::uint8_t port, const port_change& change, const port_settings& 
     if (change.program_all || change.program_mode) poe_set_inline_mode(port, inline_mode(wanted.PoE_Mode));
 }
 
-// --- one function a request
-// ---------------------------------------------------------------------------------------------
+// --- one function a request ---
 
 int apply_same_parameters(one_port_parameters_message message) REQUIRES(controller_user) {
     int switched = 0;
@@ -139,14 +138,13 @@ std::optional<message> request_in(const void* record, int length) {
     return record_from<message>(record);
 }
 
-// --- the automatic re-enable
-// --------------------------------------------------------------------------------------------
+// --- the automatic re-enable ---
 
 bool is_due(std::uint8_t port, std::uint32_t now) EXCLUDES(g_mutex_poe_tick_thread) {
-    const auto seconds = static_cast<std::uint32_t>(g_port_pmt[port].Re_Enable_Val.get());
+    const std::int32_t seconds = g_port_pmt[port].Re_Enable_Val.get();
     const tick_lock held;
     const port_pwr_re_en& entry = g_port_pwr_re_en[port];
-    return entry.pending != 0 && now - entry.tick >= seconds * ticks_per_second;
+    return entry.pending != 0 && now - entry.tick >= static_cast<std::uint32_t>(seconds) * ticks_per_second;
 }
 
 }  // namespace

@@ -9,8 +9,7 @@
 #include "core/records.h"
 #include "supervision/traps.h"
 
-// --- the start-up trap
-// --------------------------------------------------------------------------------------------------
+// --- the start-up trap ---
 
 // Once another process has said, with a flag file, that traps are welcome, one whole sweep reports every port's present
 // status; from the next one on changes are reported.
@@ -24,8 +23,7 @@ enum class start_up_gate {
 // Asked only while the flag file exists and the start-up trap has not been sent.
 start_up_gate start_up_trap_gate(std::uint8_t port, bool being_sent);
 
-// --- a port's change
-// ----------------------------------------------------------------------------------------------------
+// --- a port's change ---
 
 struct port_change_question {
     bool start_up_pass;  // the start-up trap is being sent: everything is reported

@@ -191,8 +191,7 @@ TEST(decode, ports_out_of_order_are_malformed) {
     EXPECT_EQ(decode_whole_status(whole).said, verdict::malformed);
 }
 
-// --- every decoder against every length, type and result
-// ------------------------------------------------------------------
+// --- every decoder against every length, type and result ---
 
 struct decoder_row {
     const char* known;
@@ -252,8 +251,7 @@ TEST(decode, the_result_byte_1_is_refused_and_a_larger_one_malformed) {
     }
 }
 
-// --- figures
-// ----------------------------------------------------------------------------------------------------------------
+// --- figures ---
 
 TEST(temperature, is_in_thousandths_and_below_zero_in_the_upper_half_of_16_bits) {
     EXPECT_EQ(temperature_mc_of(0), 0);

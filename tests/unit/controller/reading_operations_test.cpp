@@ -11,7 +11,7 @@ const frame_bytes parameters_answer = answer_frame({0x4A, 0, 179, 0, 0, 0, 0, 9,
 
 class reading_operations : public controller_bench {};
 
-// --- port measurements ---------------------------------------------------------------------------------------------
+// --- port measurements ---
 
 TEST_F(reading_operations, port_measurements_are_handed_out_but_for_the_spare) {
     answers(answer_frame({0x44, 0, 1, 0x03, 0x00, 0x12, 0x34, 0, 200, 0x56, 0x78}));
@@ -37,7 +37,7 @@ TEST_F(reading_operations, failed_port_measurements_write_nothing) {
     EXPECT_THAT((std::array{voltage, current, power, spare, temperature}), ElementsAre(1, 2, 3, 4, 5));
 }
 
-// --- port status ---------------------------------------------------------------------------------------------------
+// --- port status ---
 
 struct port_status_outputs {
     std::uint8_t spare1 = 101, spare2 = 102, state = 103, detail = 104, low = 105, high = 106, pair_mode = 107,
@@ -101,7 +101,7 @@ TEST_F(reading_operations, the_event_counters_failure_comes_before_the_statuss) 
     EXPECT_EQ(quietly([&] { return out.read(1); }), -13);
 }
 
-// --- channels ------------------------------------------------------------------------------------------------------
+// --- channels ---
 
 TEST_F(reading_operations, channel_measurements_hand_out_four_values) {
     answers(answer_frame({0x4F, 0, 2, 0x03, 0x00, 0x12, 0x34, 0x03, 0x20, 0x56, 0x78}));
@@ -136,7 +136,7 @@ TEST_F(reading_operations, the_channel_status_hands_out_the_bytes_6_5_3_4_10_9_7
     EXPECT_THAT(o, ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
 }
 
-// --- power management and banks ------------------------------------------------------------------------------------
+// --- power management and banks ---
 
 TEST_F(reading_operations, the_method_is_read_from_bank_0) {
     answers(pm_answer);
@@ -191,7 +191,7 @@ TEST_F(reading_operations, the_thresholds_failure_comes_before_the_banks) {
     EXPECT_EQ(quietly([] { return poe_get_power_banks(0, nullptr, nullptr, nullptr); }), -13);
 }
 
-// --- ports' configuration ------------------------------------------------------------------------------------------
+// --- ports' configuration ---
 
 TEST_F(reading_operations, the_active_matrix_gives_bytes_8_and_9) {
     answers(answer_frame({0x49, 0, 2, 13, 14, 15, 16, 17, 18, 19, 20}));
@@ -285,7 +285,7 @@ TEST_F(reading_operations, a_power_limit_reads_as_tenths_of_a_watt) {
     EXPECT_EQ(limit, 12345U);
 }
 
-// --- system measurements -------------------------------------------------------------------------------------------
+// --- system measurements ---
 
 const frame_bytes power_status_answer = answer_frame({0x41, 0, 0, 0, 0x12, 0x34, 6, 0, 0});
 const frame_bytes temperature_answer = answer_frame({0x44, 0, 0, 0, 0, 0, 0, 0, 200});
@@ -348,7 +348,7 @@ TEST_F(reading_operations, a_temperature_of_0_is_0) {
     EXPECT_EQ(out.temperature, 0);
 }
 
-// --- software version ----------------------------------------------------------------------------------------------
+// --- software version ---
 
 TEST_F(reading_operations, the_software_version_hands_out_whole_bytes_and_three_bits) {
     for (unsigned byte = 0; byte <= 0xFF; byte++) {
@@ -381,7 +381,7 @@ TEST_F(reading_operations, a_failed_software_version_writes_nothing) {
     EXPECT_THAT((std::array<unsigned, 9>{o0, o1, o2, o3, o4, o5, o6, o7, o8}), testing::Each(1));
 }
 
-// --- null outputs --------------------------------------------------------------------------------------------------
+// --- null outputs ---
 
 TEST_F(reading_operations, null_outputs_are_skipped_and_the_commands_sent_all_the_same) {
     EXPECT_EQ(poe_get_port_measurements(0, nullptr, nullptr, nullptr, nullptr, nullptr), 0);

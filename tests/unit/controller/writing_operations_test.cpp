@@ -19,7 +19,7 @@ class writing_operations : public controller_bench {
     }
 };
 
-// --- system settings -----------------------------------------------------------------------------------------------
+// --- system settings ---
 
 TEST_F(writing_operations, the_plain_settings_send_their_one_frame) {
     EXPECT_EQ(poe_save_system_settings(), 0);
@@ -97,7 +97,7 @@ TEST_F(writing_operations, the_thresholds_failure_comes_before_that_of_the_banks
     EXPECT_EQ(quietly([] { return poe_set_power_banks(2, 300, 576, 446); }), -14);
 }
 
-// --- port settings -------------------------------------------------------------------------------------------------
+// --- port settings ---
 
 // The pairs of a frame for one port, and for all four.
 std::string to_one(std::uint8_t key, std::uint8_t port, std::uint8_t value) {
@@ -212,7 +212,7 @@ TEST_F(writing_operations, powering_ports_cancels_their_auto_off_marks) {
     EXPECT_EQ(g_port_pwr_auto_off, 0);
 }
 
-// --- inline mode ---------------------------------------------------------------------------------------------------
+// --- inline mode ---
 
 struct inline_frame {
     std::uint8_t key, value;
@@ -301,7 +301,7 @@ TEST_F(writing_operations, the_inline_mode_of_a_port_that_does_not_exist_touches
     }
 }
 
-// --- enable and disable --------------------------------------------------------------------------------------------
+// --- enable and disable ---
 
 TEST_F(writing_operations, switching_a_port_sends_its_state_and_then_its_inline_mode) {
     for (unsigned enable = 0; enable <= 0xFF; enable++) {

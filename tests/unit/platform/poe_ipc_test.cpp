@@ -134,8 +134,7 @@ class ipc_library : public temporary_folder_test {
     }
 };
 
-// --- binding a name
-// ---------------------------------------------------------------------------------------------------
+// --- binding a name ---
 
 TEST_F(ipc_library, a_bound_socket_receives_the_datagrams_that_are_sent_to_its_path) {
     const descriptor daemon = server();
@@ -368,8 +367,7 @@ TEST_F(ipc_library, the_send_buffer_goes_up_to_the_limit_where_the_process_may_n
     EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
-// --- sending
-// ----------------------------------------------------------------------------------------------------------
+// --- sending ---
 
 class ipc_send : public ipc_library {
   protected:

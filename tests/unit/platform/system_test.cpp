@@ -98,8 +98,7 @@ class system_door : public temporary_folder_test {
     }
 };
 
-// --- device files
-// -----------------------------------------------------------------------------------------------------
+// --- device files ---
 
 TEST_F(system_door, a_device_is_opened_for_reading_and_writing_and_closed_on_exec) {
     const int device = system_open_device("/dev/null");
@@ -126,8 +125,7 @@ TEST_F(system_door, an_ioctl_fills_the_record_in_place_and_gives_the_kernels_res
     EXPECT_EQ(system_ioctl(ends[0], FIONREAD, &waiting), -1);
 }
 
-// --- time
-// -------------------------------------------------------------------------------------------------------------
+// --- time ---
 
 std::int64_t nanoseconds(const system_time& time) {
     return time.seconds * 1000000000 + time.nanoseconds;
@@ -190,8 +188,7 @@ TEST_F(system_door, the_wall_clock_is_in_seconds_since_1970) {
     EXPECT_LE(now, before + 1);
 }
 
-// --- reading files
-// ------------------------------------------------------------------------------------------------------
+// --- reading files ---
 
 TEST_F(system_door, a_file_a_folder_and_a_link_to_one_exist) {
     EXPECT_FALSE(system_file_exists(path.c_str()));
@@ -229,8 +226,7 @@ TEST_F(system_door, reading_never_waits_for_a_pipes_writer) {
     close(silent_writer);
 }
 
-// --- appending
-// ----------------------------------------------------------------------------------------------------------
+// --- appending ---
 
 TEST_F(system_door, text_is_appended_to_a_file_that_is_created_under_the_umask) {
     umask(027);
@@ -256,8 +252,7 @@ TEST_F(system_door, appending_where_it_cannot_be_done_is_silent) {
     EXPECT_EQ(names_in_folder(), 1u);
 }
 
-// --- replacing
-// ----------------------------------------------------------------------------------------------------------
+// --- replacing ---
 
 TEST_F(system_door, replacing_creates_a_file_under_the_umask) {
     umask(027);
@@ -374,8 +369,7 @@ TEST_F(system_door, replacing_in_a_folder_that_does_not_exist_or_under_an_endles
     EXPECT_EQ(open_descriptors(), before);
 }
 
-// --- removing
-// -----------------------------------------------------------------------------------------------------------
+// --- removing ---
 
 TEST_F(system_door, a_file_is_removed_and_a_missing_one_is_no_trouble) {
     write_file(path, "old");
@@ -424,8 +418,7 @@ TEST_F(system_door, a_folder_that_is_not_empty_stays) {
     EXPECT_EQ(contents_of(in_folder("folder/inside")), "somebody's data");
 }
 
-// --- pipes and writing
-// --------------------------------------------------------------------------------------------------
+// --- pipes and writing ---
 
 TEST_F(system_door, a_pipe_is_opened_read_write_without_blocking_and_closed_on_exec) {
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
@@ -473,8 +466,7 @@ TEST_F(system_door, a_broken_pipe_fails_the_write_of_a_process_that_ignores_the_
     EXPECT_EQ(system_write(-1, "trap", 4), -1);
 }
 
-// --- process
-// ------------------------------------------------------------------------------------------------------------
+// --- process ---
 
 TEST_F(system_door, a_command_runs_with_the_shell_to_its_end) {
     system_shell(("echo \"it's $((20 + 22))\" > " + path + "; exit 3").c_str());

@@ -59,7 +59,7 @@ frames parameter_frames(std::uint8_t port, std::uint8_t on, std::uint8_t limit_c
             one_port_frame(0x15, port, priority_code)};
 }
 
-// --- dispatch ------------------------------------------------------------------------------------------------------
+// --- dispatch ---
 
 TEST_F(applying, a_record_of_a_wrong_length_is_ignored) {
     struct row {
@@ -108,7 +108,7 @@ TEST_F(applying, a_port_that_does_not_exist_is_ignored) {
     EXPECT_THAT(sent(), IsEmpty());
 }
 
-// --- one port's parameters -----------------------------------------------------------------------------------------
+// --- one port's parameters ---
 
 TEST_F(applying, switching_a_port_on_programs_everything) {
     EXPECT_EQ(apply_block(2, {.enable = 1, .priority = 1, .limit = 300}), 1);
@@ -206,7 +206,7 @@ TEST_F(applying, a_block_s_keep_values_become_the_stored_ones) {
     EXPECT_EQ(block.Power_Limit_Val, 900U);
 }
 
-// --- several ports' parameters -------------------------------------------------------------------------------------
+// --- several ports' parameters ---
 
 TEST_F(applying, the_same_parameters_go_to_all_ports_in_order_whatever_the_port_byte_holds) {
     EXPECT_EQ(apply(message(132, {block_bytes(200, {.enable = 1, .limit = 100})})), 1);
@@ -255,7 +255,7 @@ TEST_F(applying, all_ports_parameters_without_a_switch_give_0) {
               0);
 }
 
-// --- system parameters ---------------------------------------------------------------------------------------------
+// --- system parameters ---
 
 TEST_F(applying, a_disabled_system_switches_every_port_off_one_by_one) {
     enable(1);
@@ -306,7 +306,7 @@ TEST_F(applying, system_parameters_are_stored_beside_a_changed_enable_too) {
     EXPECT_THAT(system_bytes(), ElementsAre(0, 0, 8, 80, 9, 10));
 }
 
-// --- schedule states -----------------------------------------------------------------------------------------------
+// --- schedule states ---
 
 TEST_F(applying, a_schedule_state_switches_a_port_that_obeys_it) {
     enable(2);
@@ -357,7 +357,7 @@ TEST_F(applying, schedule_states_that_switch_nothing_give_0) {
     EXPECT_THAT(sent(), IsEmpty());
 }
 
-// --- power bank ----------------------------------------------------------------------------------------------------
+// --- power bank ---
 
 TEST_F(applying, a_power_bank_is_programmed_into_all_eight_banks_and_stored_whole) {
     EXPECT_EQ(apply(message(142, {{240, 0, 0x34, 0x12}})), 0);
@@ -378,7 +378,7 @@ TEST_F(applying, a_power_bank_is_stored_even_when_the_controller_is_silent) {
     EXPECT_EQ(g_pwr_bnk_pmt.get().limit_w, 300);
 }
 
-// --- power-cycle ---------------------------------------------------------------------------------------------------
+// --- power-cycle ---
 
 TEST_F(applying, a_power_cycle_switches_its_ports_off_and_arms_them) {
     enable_all_ports();

@@ -35,7 +35,7 @@ class collection : public supervision_test {
     }
 };
 
-// --- into the records ----------------------------------------------------------------------------------------------
+// --- into the records ---
 
 TEST_F(collection, copies_a_delivering_port_field_by_field) {
     port_reading& reading = llp_new[1];
@@ -183,7 +183,7 @@ TEST_F(collection, the_same_codes_translate_alike_sweep_after_sweep) {
     }
 }
 
-// --- ticks and unknown faults --------------------------------------------------------------------------------------
+// --- ticks and unknown faults ---
 
 TEST_F(collection, an_unknown_fault_keeps_the_status_and_the_tick_and_copies_nothing) {
     llp_new[0].codes.status = 2;
@@ -274,7 +274,7 @@ TEST_F(collection, a_disabled_port_s_pair_sets_are_no_longer_watched_apart) {
     EXPECT_EQ(recorded(0).channel[0].status, 12U);
 }
 
-// --- auto-off ------------------------------------------------------------------------------------------------------
+// --- auto-off ---
 
 TEST_F(collection, a_linked_port_that_searches_in_vain_is_switched_off_and_marked) {
     llp_new[2].codes.status = 1;
@@ -365,7 +365,7 @@ TEST_F(collection, an_old_status_is_translated_but_never_acted_on) {
     EXPECT_EQ(g_port_pwr_auto_off, 0);
 }
 
-// --- the system ----------------------------------------------------------------------------------------------------
+// --- the system ---
 
 TEST_F(collection, consumed_power_is_the_sum_of_the_pair_sets_and_not_of_the_ports) {
     for (std::size_t number = 0; number < 4; number++) {
@@ -397,7 +397,7 @@ TEST_F(collection, remaining_power_wraps_below_zero) {
     EXPECT_EQ(g_sys_pwr_stu.remaining_mw, 0xFFFFFFFF);
 }
 
-// --- traps ---------------------------------------------------------------------------------------------------------
+// --- traps ---
 
 TEST_F(collection, the_usage_alarm_fires_once_at_the_threshold_and_again_after_a_fall) {
     g_sys_pwr_stu.total_mw = 100000;

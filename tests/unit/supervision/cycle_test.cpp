@@ -64,7 +64,7 @@ TEST_F(supervision_cycle, a_sweep_reaches_the_records_with_its_fourth_port_only)
     EXPECT_EQ(recorded(0).status, 1U);
 }
 
-// --- queued changes ------------------------------------------------------------------------------------------------
+// --- queued changes ---
 
 TEST_F(supervision_cycle, a_pass_that_applies_a_change_polls_nothing) {
     queue(bank_request);
@@ -112,7 +112,7 @@ TEST_F(supervision_cycle, a_queued_change_goes_before_a_due_re_enable) {
     EXPECT_EQ(g_port_pwr_re_en[0].pending, 0U);
 }
 
-// --- re-enable -----------------------------------------------------------------------------------------------------
+// --- re-enable ---
 
 TEST_F(supervision_cycle, a_due_re_enable_ends_the_pass_and_begins_the_sweep_again) {
     passes(2);
@@ -135,7 +135,7 @@ TEST_F(supervision_cycle, a_re_enable_that_switches_nothing_lets_the_pass_go_on)
     EXPECT_EQ(g_port_pwr_re_en[3].pending, 0U);
 }
 
-// --- system disabled -----------------------------------------------------------------------------------------------
+// --- system disabled ---
 
 TEST_F(supervision_cycle, a_disabled_system_sweeps_in_one_pass_with_temperatures_only) {
     enable_all_ports();
@@ -179,7 +179,7 @@ TEST_F(supervision_cycle, a_disabled_system_leaves_auto_off_marks_alone) {
     EXPECT_EQ(recorded(1).status, 13U);
 }
 
-// --- auto-off ------------------------------------------------------------------------------------------------------
+// --- auto-off ---
 
 TEST_F(supervision_cycle, a_port_switched_off_automatically_comes_back_when_its_link_goes_down) {
     enable_all_ports();
@@ -251,7 +251,7 @@ TEST_F(supervision_cycle, the_mark_goes_even_when_the_power_command_fails) {
     EXPECT_EQ(g_port_pwr_auto_off, 0);
 }
 
-// --- bad transfers -------------------------------------------------------------------------------------------------
+// --- bad transfers ---
 
 TEST_F(supervision_cycle, one_bad_transfer_never_changes_a_port_s_status) {
     enable_all_ports();
@@ -313,7 +313,7 @@ TEST_F(supervision_cycle, a_silent_controller_changes_no_status) {
     EXPECT_EQ(std::memcmp(&before, &recorded(0), sizeof before), 0);
 }
 
-// --- end of a sweep ------------------------------------------------------------------------------------------------
+// --- end of a sweep ---
 
 TEST_F(supervision_cycle, stores_limit_and_temperature_times_100) {
     bank_power = 2400;

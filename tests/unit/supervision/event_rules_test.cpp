@@ -10,7 +10,7 @@ namespace {
 
 using question = port_change_question;
 
-// --- the rule again, as tables -------------------------------------------------------------------------------------
+// --- the rule again, as tables ---
 
 enum class level { port, channels, none };
 
@@ -107,7 +107,7 @@ std::uint8_t byte(int value) {
     return static_cast<std::uint8_t>(value);
 }
 
-// --- the product against the tables --------------------------------------------------------------------------------
+// --- the product against the tables ---
 
 TEST(port_change, follows_the_rule_for_every_pair_of_port_statuses) {
     for (const stage now : stages) {

@@ -83,7 +83,7 @@ TEST(merge, an_enable_block_changes_the_enable_and_nothing_else) {
     }
 }
 
-// --- what a change asks of the controller --------------------------------------------------------------------------
+// --- what a change asks of the controller ---
 
 struct plan_row {  // by what the port was, is to be, and whether anything differs
     bool differs, before, after;
