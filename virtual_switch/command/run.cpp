@@ -128,20 +128,22 @@ int run(const run_options& options) {
         if (!log.is_open()) return give_up("cannot open " + options.daemon_log + ": " + std::strerror(errno));
     }
 
+    const path devices = world.mount.is_open() ? path("/dev") : folders.dev;
     const server_settings settings{
         .folders = folders,
         .control = options.control.empty() ? root.folder / "control" : normal(options.control),
-        .preload = preload,
-        .devices = world.mount.is_open() ? path("/dev") : folders.dev,
+        .preload = loadable_library(preload, folders.dev, devices),
+        .devices = devices,
         .time = {.speed = options.speed, .latency_us = options.latency_us},
         .seed = options.seed,
         .stays = options.stays,
         .ready_when_started = options.ready_when_started};
-    daemon_command command{.program = program,
-                           .arguments = options.command,
-                           .environment = attached_environment(environ, preload, settings.devices, options.speed),
-                           .folder = std::filesystem::current_path(),
-                           .log = log.get()};
+    daemon_command command{
+        .program = program,
+        .arguments = options.command,
+        .environment = attached_environment(environ, settings.preload, settings.devices, options.speed),
+        .folder = std::filesystem::current_path(),
+        .log = log.get()};
     server serving(settings, std::move(command), world);
     if (const std::string problem = serving.open(); !problem.empty()) return give_up(problem);
     const registration entry(registry, settings.control);

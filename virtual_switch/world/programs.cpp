@@ -44,6 +44,15 @@ std::filesystem::path find_preload_library(const std::filesystem::path& own) {
     return {};
 }
 
+std::filesystem::path loadable_library(const std::filesystem::path& library, const std::filesystem::path& link_on_host,
+                                       const std::filesystem::path& link_inside) {
+    if (library.native().find_first_of(" :") == std::string::npos) return library;
+    std::error_code ignored;
+    std::filesystem::remove(link_on_host / preload_library_name, ignored);
+    std::filesystem::create_symlink(library, link_on_host / preload_library_name, ignored);
+    return link_inside / preload_library_name;
+}
+
 std::vector<std::string> attached_environment(const char* const* environment,
                                               const std::filesystem::path& preload_library,
                                               const std::filesystem::path& device_folder, unsigned speed) {

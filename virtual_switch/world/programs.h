@@ -18,6 +18,11 @@ std::filesystem::path find_program(const std::string& name, const std::filesyste
 // In ../lib of an installed tree, or beside the command in a build tree. Empty when it is nowhere.
 std::filesystem::path find_preload_library(const std::filesystem::path& own);
 
+// The path by which the loader takes `library`: it reads spaces and colons as separators, so a path with one of them
+// gets a link in the folder `link_on_host`, which the daemon sees as `link_inside`.
+std::filesystem::path loadable_library(const std::filesystem::path& library, const std::filesystem::path& link_on_host,
+                                       const std::filesystem::path& link_inside);
+
 // The environment of a program that is attached to the switch: `environment` with the preload library, the folder of
 // the devices and the speed.
 std::vector<std::string> attached_environment(const char* const* environment,

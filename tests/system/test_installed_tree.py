@@ -1,0 +1,85 @@
+"""The installed tree: what is where, what the daemon needs at run time, and that it runs from any prefix."""
+import re
+import shutil
+import subprocess
+
+import pytest
+
+from world import PREFIX, World
+
+DAEMON = PREFIX / "sbin/poe_drv"
+PLATFORM_LIBRARIES = ["libOrvCom.so", "liblink_mon_intf.so", "libpoe_ipc.so"]
+
+
+def readelf(option, file):
+    return subprocess.run(["readelf", "-W", option, file], check=True, capture_output=True, text=True).stdout
+
+
+def needed(file):
+    return sorted(re.findall(r"\(NEEDED\).*\[(.*)\]", readelf("-d", file)))
+
+
+def is_instrumented():
+    symbols = readelf("--dyn-syms", DAEMON) + readelf("-s", DAEMON)
+    return "__asan_init" in symbols or "__tsan_init" in symbols
+
+
+@pytest.mark.parametrize("file", ["sbin/poe_drv", "bin/poectl", "bin/vswitch", "lib/libvswitch_preload.so",
+                                  *("lib/" + name for name in PLATFORM_LIBRARIES)])
+def test_every_piece_is_in_its_place(file):
+    assert (PREFIX / file).is_file()
+
+
+def test_the_daemon_needs_the_platform_libraries_and_what_every_c_plus_plus_program_needs():
+    allowed = {"libc.so.6", "libm.so.6", "libgcc_s.so.1", "libstdc++.so.6", "libresolv.so.2", "libpthread.so.0",
+               "libdl.so.2", "librt.so.1", "ld-linux-x86-64.so.2"}
+    found = set(needed(DAEMON))
+    assert set(PLATFORM_LIBRARIES) <= found
+    assert found - set(PLATFORM_LIBRARIES) <= allowed
+
+
+def test_an_uninstrumented_daemon_needs_nothing_beyond_libc():
+    if is_instrumented():
+        return  # a sanitizer's runtime brings libraries of its own; the release build is what this is about
+    assert needed(DAEMON) == sorted([*PLATFORM_LIBRARIES, "libc.so.6"])
+
+
+def test_the_daemon_is_position_independent_with_full_relro_and_immediate_binding():
+    assert "DYN (Position-Independent Executable file)" in readelf("-h", DAEMON)
+    assert "GNU_RELRO" in readelf("-l", DAEMON)
+    assert re.search(r"\(FLAGS_1\).*NOW.*PIE", readelf("-d", DAEMON))
+
+
+def test_the_stack_cannot_be_executed():
+    stack = re.search(r"GNU_STACK.*", readelf("-l", DAEMON)).group()
+    assert " RW " in stack
+
+
+def test_the_daemon_is_built_with_stack_protector_and_checked_libc_calls():
+    symbols = readelf("--dyn-syms", DAEMON)
+    assert "__stack_chk_fail" in symbols
+    assert is_instrumented() or re.search(r"__\w+_chk@", symbols)
+
+
+@pytest.mark.parametrize("name", PLATFORM_LIBRARIES)
+def test_a_platform_library_carries_its_plain_name_and_needs_only_libc(name):
+    assert re.search(r"\(SONAME\).*\[(.*)\]", readelf("-d", PREFIX / "lib" / name)).group(1) == name
+    assert is_instrumented() or needed(PREFIX / "lib" / name) in (["libc.so.6"], [])
+
+
+def test_the_daemon_takes_device_access_sleeping_and_the_link_monitor_from_shared_objects():
+    undefined = re.findall(r"UND (\w+)", readelf("--dyn-syms", DAEMON))
+    for name in ("open", "ioctl", "close", "usleep", "link_mon_intf_param_get", "__poe_drv_ipc_send",
+                 "__poe_drv_ipc_socket_and_bind_init", "utilBitmapSet", "utilBitmapClear", "utilBitmapCheck"):
+        assert is_instrumented() or name in undefined or name + "64" in undefined
+
+
+def test_a_copied_tree_runs_from_its_new_prefix(tmp_path):
+    copy = tmp_path / "somewhere else"
+    shutil.copytree(PREFIX, copy)
+    with World(prefix=copy) as world:
+        assert world.ask(bytes([0]))[:8] == bytes(8)
+        pid = world.vswitch("daemon")["pid"]
+        maps = open(f"/proc/{pid}/maps").read()
+        for name in PLATFORM_LIBRARIES:
+            assert f"{copy}/lib/{name}" in maps
