@@ -1,6 +1,7 @@
 """The conversation with the controller at the daemon's start: what is checked, what is programmed, what is published."""
 import os
 import re
+import struct
 
 import pytest
 
@@ -367,3 +368,36 @@ def test_an_empty_folder_in_the_version_files_place_is_replaced(prepared):
     (world.tmp / VERSION).mkdir()
     world.start_daemon()
     assert version_file(world) == VERSION_LINE
+
+
+# --- the first measurements -------------------------------------------------------------------------------------------
+
+
+def system_power(world):
+    """total, consumed, remaining and the supply figure"""
+    return struct.unpack_from("<4I", world.ask(bytes([5]) + bytes(7)), 8)
+
+
+def test_the_total_is_the_controllers_limit_and_the_supply_figure_port_1s_temperature(programmed):
+    world = programmed()
+    world.vswitch("answer", *"4b 02 0b c1 00 00 00 00 00 00".split())  # 300.9 W
+    world.vswitch("answer", *"44 1 00 00 00 00 00 00 c8 00 00".split())  # 25.0 degrees
+    bring_up(world)
+    total, _, _, supply = system_power(world)
+    assert (total, supply) == (300_900, 25_000)
+
+
+def test_the_active_banks_limit_counts(programmed):
+    world = programmed()
+    world.vswitch("answer", *"41 00 00 0b b8 03 03 45 ff ff".split())
+    world.vswitch("answer", *"4b/03 02 07 d0 00 00 00 00 00 00".split())
+    bring_up(world)
+    assert system_power(world)[0] == 200_000
+
+
+def test_an_unread_limit_leaves_the_budget_in_force(programmed):
+    world = programmed(speed=100_000)
+    (world.tmp / BUDGET).write_text("240")
+    world.vswitch("fault", "ioctl", "--key", "4b")
+    bring_up(world)
+    assert system_power(world)[0] == 240_000
