@@ -292,10 +292,10 @@ def test_unread_thresholds_are_0(programmed):
                      *programming_lines()]
 
 
-def test_one_lost_answer_is_asked_for_again_and_changes_nothing(programmed):
-    for key in ("48", "4b", "49", "4a"):
-        _, lines = deaf(programmed, key, 1)
-        assert lines == [CHECKING_PORTS, CHECKING_METHOD, CHECKING_MATRIX, CHECKING_BANK, ACCEPTED], key
+@pytest.mark.parametrize("key", ["48", "4b", "49", "4a"])
+def test_one_lost_answer_is_asked_for_again_and_changes_nothing(programmed, key):
+    _, lines = deaf(programmed, key, 1)
+    assert lines == [CHECKING_PORTS, CHECKING_METHOD, CHECKING_MATRIX, CHECKING_BANK, ACCEPTED]
 
 
 def test_programming_goes_on_past_commands_that_fail(prepared):
