@@ -55,6 +55,7 @@ constexpr std::uint8_t event_code = 6;
 constexpr std::uint8_t system_mask = 1;
 
 constexpr std::uint32_t one_second_us = 1000000;
+constexpr std::size_t longest_command = 128;
 
 bool all_ports_are_disabled() REQUIRES(controller_user) {
     say("[%s() , %d]: Check whether the all port power is disabled.\n", poe_chip_init_name, check_ports_line);
@@ -124,9 +125,15 @@ void program_matrix() REQUIRES(controller_user) {
     system_sleep_us(one_second_us);
 }
 
+void note_in_the_kernel_log() {
+    char command[longest_command];
+    std::snprintf(command, sizeof command, "echo \"[poe_dev] reset chipset configuration...\" >%s", kernel_log_path);
+    system_shell(command);
+}
+
 // A failing command is reported by the controller link; the steps go on.
 void program_and_save() REQUIRES(controller_user) {
-    system_shell("echo \"[poe_dev] reset chipset configuration...\" >/dev/kmsg");
+    note_in_the_kernel_log();
     say("[%s() , %d]: Set the default configuration of ORV to MCU and save it.\n", poe_chip_init_name,
         set_default_line);
     _rtl_cfg_info_clear();
@@ -167,7 +174,7 @@ void publish_software_version() REQUIRES(controller_user) {
         controller_ok) {
         return;
     }
-    char command[128];
+    char command[longest_command];
     std::snprintf(command, sizeof command, "echo SW_VERSION:%x%x > %s", version, last, chip_information_path);
     // The shell would write through a link, or wait for ever on a pipe.
     system_remove_unless_regular(chip_information_path);

@@ -18,6 +18,7 @@
 #include "ipc/protocol.h"
 #include "ipc/reception.h"
 #include "ipc/set_queue.h"
+#include "platform/orv_com.h"
 #include "platform/poe_ipc.h"
 #include "platform/system.h"
 
@@ -34,9 +35,9 @@ constexpr int fatal = 1;
 void turn_all_leds_off() {
     say_out("Turn off all PoE LED\n");
     __poe_drv_cpld_write_mask(cpld_led_register, 0, all_led_bits);
-    g_port_led_stu = 0;
-    g_port_led_blk = 0;
-    g_port_pwr_auto_off = 0;
+    utilBitmapClearAll(&g_port_led_stu, sizeof g_port_led_stu);
+    utilBitmapClearAll(&g_port_led_blk, sizeof g_port_led_blk);
+    utilBitmapClearAll(&g_port_pwr_auto_off, sizeof g_port_pwr_auto_off);
 }
 
 void bind_or_give_up(int& socket, const char* path, const char* failure) {
