@@ -53,8 +53,21 @@ std::string fault_text(const fault& one) {
         text += digits[*one.key & 0x0F];
     }
     if (one.kind == fault_kind::delay) text += " by " + std::to_string(one.delay_us) + " us";
+    if (one.error != 0) text += " with errno " + std::to_string(one.error);
     text += one.times ? ", " + std::to_string(*one.times) + " times" : ", until cleared";
     return text;
+}
+
+bool may_fail_the_ioctl(fault_kind kind) {
+    switch (kind) {
+        case fault_kind::no_answer:
+        case fault_kind::ioctl_error:
+        case fault_kind::undefined_key:
+        case fault_kind::refused_checksum:
+            return true;
+        default:
+            return false;
+    }
 }
 
 void fault_list::use(std::size_t at) {

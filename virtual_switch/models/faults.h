@@ -27,7 +27,7 @@ struct fault {
     fault_kind kind = fault_kind::no_answer;
     std::optional<std::uint8_t> key{};     // only requests with this key
     std::optional<std::uint64_t> times{};  // how often still; nothing: until cleared
-    int error = 0;                         // errno of a failing ioctl
+    int error = 0;                         // errno of a failing ioctl; 0: the usual one, or none for a report key
     std::uint32_t delay_us = 0;
 };
 
@@ -35,6 +35,9 @@ struct fault {
 std::optional<fault_kind> fault_kind_of(std::string_view name);
 const char* fault_name(fault_kind kind);
 std::string fault_text(const fault& one);
+
+// Faults that take an errno: the ioctl fails with it, and a report key stands in the record all the same.
+bool may_fail_the_ioctl(fault_kind kind);
 
 // What befalls one transaction.
 struct line_fault {

@@ -82,10 +82,12 @@ device_answer switch_model::transact(std::uint32_t wait, const frame& request, s
                 answer.error = befalls.strikes->error != 0 ? befalls.strikes->error : EIO;
                 break;
             case fault_kind::undefined_key:
-                answer.bytes = report(request, report_undefined_key);
-                break;
             case fault_kind::refused_checksum:
-                answer.bytes = report(request, report_wrong_checksum);
+                answer.bytes =
+                    report(request, befalls.strikes->kind == fault_kind::undefined_key ? report_undefined_key
+                                                                                       : report_wrong_checksum);
+                answer.result = befalls.strikes->error != 0 ? -1 : 0;
+                answer.error = befalls.strikes->error;
                 break;
             case fault_kind::bad_checksum:
                 ask();

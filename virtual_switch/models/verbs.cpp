@@ -174,6 +174,7 @@ verb_answer inject_fault(switch_state& state, const word_list& words, bool) {
     if (const auto word = given.option("--key")) one.key = read_hex_byte(*word, "a command key");
     if (const auto word = given.option("--times")) one.times = read_number(*word, 1, most_times, "--times");
     if (const auto word = given.option("--errno")) {
+        if (!may_fail_the_ioctl(one.kind)) throw usage_error("only no-answer, ioctl, key-a and key-b take --errno");
         one.error = static_cast<int>(read_number(*word, 1, most_errno, "--errno"));
     }
     if (one.kind == fault_kind::delay) {

@@ -45,6 +45,18 @@ TEST_F(faulty_switch, report_keys_come_in_a_sealed_answer_and_nothing_is_done) {
     EXPECT_EQ(ask(0x4B)[2], 0);
 }
 
+TEST_F(faulty_switch, a_report_key_with_an_errno_stands_in_the_record_of_a_failed_ioctl) {
+    say("fault key-a --errno 5 --times 1");
+    say("fault key-b --errno 19 --times 1");
+    for (const auto& [key, error] : {std::pair{'a', EIO}, std::pair{'b', ENODEV}}) {
+        const device_answer answer = model.transact(9, request_of(0x10, {2}), 0);
+        EXPECT_EQ(answer.result, -1);
+        EXPECT_EQ(answer.error, error);
+        EXPECT_EQ(answer.bytes[1], key);
+    }
+    EXPECT_EQ(ask(0x4B)[2], 0) << "the command must not have been done";
+}
+
 TEST_F(faulty_switch, a_damaged_answer_is_wrong_by_its_checksum_only_and_the_command_is_done) {
     const frame good = ask(0x40);
     say("fault checksum --times 2");
@@ -162,6 +174,7 @@ TEST_F(faulty_switch, shows_what_is_in_force) {
     EXPECT_EQ(say("show faults"),
               "fault: checksum of key 0x42, 3 times\nanswer of key 0x42, port 2: 01 02 30 00 00 00 00 00 00");
     EXPECT_THAT(say("show faults", true), HasSubstr(R"("key":66,"times":3)"));
+    EXPECT_EQ(say("fault key-a --errno 5 --times 2"), "fault: key-a with errno 5, 2 times");
 }
 
 TEST_F(faulty_switch, refuses_faults_that_it_does_not_understand) {
@@ -170,6 +183,8 @@ TEST_F(faulty_switch, refuses_faults_that_it_does_not_understand) {
     EXPECT_THAT(refuse("fault checksum --times 0"), HasSubstr("--times is a number from 1"));
     EXPECT_THAT(refuse("fault checksum --key 142"), HasSubstr("hexadecimal byte"));
     EXPECT_THAT(refuse("fault checksum --ms 5"), HasSubstr("only a delay"));
+    for (const char* kind : {"checksum", "delay", "cpld", "link"})
+        EXPECT_THAT(refuse(std::string("fault ") + kind + " --errno 5"), HasSubstr("take --errno"));
     EXPECT_THAT(refuse("answer 42 01 02"), HasSubstr("nine hexadecimal data bytes"));
     EXPECT_THAT(refuse("answer 42 9 01 02 30 00 00 00 00 00 00"), HasSubstr("a port"));
 }
