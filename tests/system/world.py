@@ -182,15 +182,16 @@ class World:
         supervision = max(pathlib.Path(f"/proc/{self.daemon()['pid']}/task").iterdir(), key=lambda task: int(task.name))
         self.process.send_signal(signal.SIGSTOP)
         try:
-            self.wait_for("the switch to stand still", lambda: self._state_of_switch() == "T")
+            self.wait_for("the switch to stand still", lambda: self._state_of(self.process.pid) == "T")
             looks = [0] * STILL_LOOKS
             self.wait_for("supervision to hang", lambda: self._has_not_run(supervision, looks))
             yield
         finally:
             self.process.send_signal(signal.SIGCONT)
 
-    def _state_of_switch(self):
-        return pathlib.Path(f"/proc/{self.process.pid}/stat").read_text().rpartition(")")[2].split()[0]
+    @staticmethod
+    def _state_of(pid):
+        return pathlib.Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()[0]
 
     @staticmethod
     def _has_not_run(task, looks):
@@ -222,6 +223,17 @@ class World:
     def start_daemon(self):
         self.vswitch("start")
         self.vswitch("wait")
+
+    @contextlib.contextmanager
+    def stopped_daemon(self):
+        """Meanwhile the daemon as a whole stands still; what clients send waits for it."""
+        pid = self.daemon()["pid"]
+        os.kill(pid, signal.SIGSTOP)
+        try:
+            self.wait_for("the daemon to stand still", lambda: self._state_of(pid) == "T")
+            yield
+        finally:
+            os.kill(pid, signal.SIGCONT)
 
     def restart_daemon(self):
         self.vswitch("restart")
