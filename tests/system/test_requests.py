@@ -202,6 +202,28 @@ def test_queries_are_answered_while_the_controller_hangs(world):
             assert (reply[0], len(reply)) == (reply_kind, reply_length)
 
 
+def event_totals(world):
+    return struct.unpack("<5I", world.ask(get_port_status(1))[80:])
+
+
+def test_event_totals_are_in_the_order_of_the_protocol(delivering):
+    # Overloads, short circuits, denials of power, disconnected devices, bad signatures.
+    delivering.vswitch("unplug", "2")
+    delivering.wait_for("the disconnection", lambda: event_totals(delivering) == (0, 0, 0, 1, 0))
+    delivering.vswitch("plug", "2", "--class", "4", "--broken", "overload")
+    delivering.wait_for("the overload", lambda: event_totals(delivering)[0] > 0)
+    delivering.vswitch("plug", "2", "--class", "4", "--broken", "short")
+    delivering.wait_for("the short circuit", lambda: event_totals(delivering)[1] > 0)
+    assert event_totals(delivering)[2:] == (0, 1, 0)
+
+
+def test_event_totals_sum_what_the_controller_counts(delivering):
+    for expected, number, count in (((7, 0, 0, 0, 0), 2, 7), ((7, 9, 0, 0, 0), 3, 9), ((7, 9, 11, 0, 0), 5, 11),
+                                    ((7, 9, 11, 13, 0), 1, 13), ((7, 9, 11, 13, 255), 4, 255), ((9, 9, 11, 13, 255), 2, 2)):
+        delivering.vswitch("event", "2", number, count)
+        delivering.wait_for("the total", lambda: event_totals(delivering) == expected)
+
+
 # --- refusals ---------------------------------------------------------------------------------------------------------
 
 
