@@ -168,7 +168,8 @@ struct port_status_block {
     le32 power_mw;                                // 24
     le32 temperature;                             // 28  controller reading (0.1 degree Celsius) x 100
     std::array<channel_status_block, 2> channel;  // 32 pair set A, 52 pair set B
-    std::array<le32, 5> event_totals;             // 72  since start
+    // 72  since start: overloads, short circuits, denials of power, disconnected devices, bad signatures
+    std::array<le32, 5> event_totals;
 };
 static_assert(wire_record<port_status_block, 92> && offsetof(port_status_block, channel) == 32 &&
               offsetof(port_status_block, event_totals) == 72);

@@ -8,6 +8,7 @@ The installed tree under $POE_PREFIX (default build/dev/installed) is what runs.
 outside: world.tmp, world.flash and world.dev are what the daemon sees as /tmp, /flash and /dev. Nothing here sleeps for
 a fixed time: world.wait_for(...) looks again until it is so.
 """
+import contextlib
 import itertools
 import json
 import os
@@ -29,6 +30,7 @@ WORLDS = pathlib.Path(os.environ.get("POE_WORLDS", "/var/tmp"))
 
 PATIENCE_S = float(os.environ.get("POE_PATIENCE", "30"))
 LOOK_AGAIN_S = 0.002
+STILL_LOOKS = 15
 
 DAEMON_SOCKET = "poe_driver_ipc_socket_server.txt"
 STATUS_FILE = "/tmp/poe_status"
@@ -173,6 +175,32 @@ class World:
         """A command inside the world, finished. attach: with the switch's devices and time."""
         return self.run_vswitch("exec", *["--attach"] * attach, "--", *command)
 
+    @contextlib.contextmanager
+    def frozen_controller(self):
+        """Meanwhile the switch answers nobody: the daemon's supervision hangs in its next transaction, and every
+        configuration request stays queued. No verb may be used meanwhile; clients are served."""
+        supervision = max(pathlib.Path(f"/proc/{self.daemon()['pid']}/task").iterdir(), key=lambda task: int(task.name))
+        self.process.send_signal(signal.SIGSTOP)
+        try:
+            self.wait_for("the switch to stand still", lambda: self._state_of(self.process.pid) == "T")
+            looks = [0] * STILL_LOOKS
+            self.wait_for("supervision to hang", lambda: self._has_not_run(supervision, looks))
+            yield
+        finally:
+            self.process.send_signal(signal.SIGCONT)
+
+    @staticmethod
+    def _state_of(pid):
+        return pathlib.Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()[0]
+
+    @staticmethod
+    def _has_not_run(task, looks):
+        """Whether a thread has slept without a break for as many looks as `looks` remembers."""
+        switches = re.findall(r"ctxt_switches:\s*(\d+)", (task / "status").read_text())
+        looks.append(switches)
+        looks.pop(0)
+        return all(look == switches for look in looks)
+
     def show(self):
         return self.vswitch("show")
 
@@ -195,6 +223,17 @@ class World:
     def start_daemon(self):
         self.vswitch("start")
         self.vswitch("wait")
+
+    @contextlib.contextmanager
+    def stopped_daemon(self):
+        """Meanwhile the daemon as a whole stands still; what clients send waits for it."""
+        pid = self.daemon()["pid"]
+        os.kill(pid, signal.SIGSTOP)
+        try:
+            self.wait_for("the daemon to stand still", lambda: self._state_of(pid) == "T")
+            yield
+        finally:
+            os.kill(pid, signal.SIGCONT)
 
     def restart_daemon(self):
         self.vswitch("restart")
