@@ -354,5 +354,6 @@ def test_a_port_that_is_powered_again_starts_from_nothing(switch):
     apply(switch, set_port(0, enable=0))
     for key in QUERY_KEYS:
         switch.vswitch("fault", "checksum", "--key", key)
+    let_sweeps_pass(switch)
     apply(switch, set_every_port(port_block(0, enable=1), *[port_block(port, enable=0) for port in (1, 2, 3)]))
     assert port_status(switch, 0)[4:72] == bytes([0, 0, 0, 3]) + bytes(64)
