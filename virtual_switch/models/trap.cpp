@@ -30,22 +30,10 @@ std::string with_number(std::uint8_t status) {
 }  // namespace
 
 const char* status_name(std::uint8_t status) {
-    constexpr const char* names[]{"disabled",
-                                  "delivering power",
-                                  "searching",
-                                  "overload",
-                                  "over budget",
-                                  "short circuit",
-                                  "supply voltage too high",
-                                  "supply voltage too low",
-                                  "too hot",
-                                  "requesting power",
-                                  "start-up failure",
-                                  "unknown",
-                                  "not a powered device",
-                                  "switched off automatically",
-                                  "automatic switch-off ended",
-                                  "enabled"};
+    constexpr const char* names[]{"disabled",     "delivering",    "searching",       "overload",
+                                  "power denied", "short circuit", "fault 6",         "fault 7",
+                                  "fault 8",      "requesting",    "fault 10",        "not read yet",
+                                  "on hold",      "auto off",      "searching again", "switched on"};
     return status < std::size(names) ? names[status] : "undefined";
 }
 

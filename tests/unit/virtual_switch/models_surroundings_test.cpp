@@ -78,7 +78,7 @@ TEST(trap, is_read_field_by_field) {
     EXPECT_TRUE(message->usage_alarm);
     EXPECT_EQ(message->consumed_w, 287);
     EXPECT_EQ(trap_text(*message),
-              "port 2 pair A: delivering power (1), pair B: short circuit (5); port 4 pair B: over budget (4); "
+              "port 2 pair A: delivering (1), pair B: short circuit (5); port 4 pair B: power denied (4); "
               "power usage alarm: 287 W consumed");
 }
 
@@ -103,7 +103,7 @@ TEST_F(surroundings, traps_come_in_pieces_and_after_rubbish) {
     for (const std::uint8_t& byte : bytes)
         model.trap({&byte, 1});
     model.trap(bytes);
-    EXPECT_THAT(say("traps"), HasSubstr("port 1: enabled (15)"));
+    EXPECT_THAT(say("traps"), HasSubstr("port 1: switched on (15)"));
     EXPECT_THAT(say("traps", true), HasSubstr(R"("total":2)"));
     EXPECT_THAT(say("show counters", true), HasSubstr(R"("skipped_trap_bytes":3)"));
 }
