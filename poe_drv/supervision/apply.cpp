@@ -141,10 +141,10 @@ std::optional<message> request_in(const void* record, int length) {
 // --- the automatic re-enable ---
 
 bool is_due(std::uint8_t port, std::uint32_t now) EXCLUDES(g_mutex_poe_tick_thread) {
-    const std::int32_t seconds = g_port_pmt[port].Re_Enable_Val.get();
+    const std::uint32_t seconds = static_cast<std::uint8_t>(g_port_pmt[port].Re_Enable_Val.get());
     const tick_lock held;
     const port_pwr_re_en& entry = g_port_pwr_re_en[port];
-    return entry.pending != 0 && now - entry.tick >= static_cast<std::uint32_t>(seconds) * ticks_per_second;
+    return entry.pending != 0 && now - entry.tick >= seconds * ticks_per_second;
 }
 
 }  // namespace

@@ -9,6 +9,18 @@ from world import World
 FIXTURES = pathlib.Path(__file__).parent / "fixtures"
 
 
+def pytest_configure(config):
+    config.addinivalue_line("markers", "only_if(condition): the test exists only where the condition holds")
+
+
+def pytest_collection_modifyitems(config, items):
+    absent = [item for item in items if not all(mark.args[0] for mark in item.iter_markers("only_if"))]
+    if absent:
+        config.hook.pytest_deselected(items=absent)
+        items[:] = [item for item in items if item not in absent]
+
+
+
 @pytest.fixture
 def make_world(request):
     """make_world(speed=100, ...) starts a World that ends with the test."""

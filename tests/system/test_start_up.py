@@ -9,7 +9,7 @@ import subprocess
 
 import pytest
 
-from world import PREFIX
+from world import PREFIX, is_instrumented
 
 EXTERNAL, RX, TX = (f"poe_driver_ipc_socket_{name}.txt"
                     for name in ("server", "internal_rx_server", "internal_tx_server"))
@@ -257,7 +257,7 @@ def test_a_request_made_during_the_bring_up_is_answered_after_it(prepared):
 
 
 def test_three_threads_run(world):
-    assert len(os.listdir(f"/proc/{world.daemon()['pid']}/task")) == 3
+    assert world.daemon_threads() == 3
 
 
 # --- what is missing or fails -----------------------------------------------------------------------------------------
@@ -292,14 +292,10 @@ def test_a_missing_controller_is_fatal(prepared):
     assert (world.tmp / TX).is_socket() and not (world.tmp / "poe_driver_chip_information.txt").exists()
 
 
-def is_sanitized():
-    return re.search(rb"__[at]san_init", DAEMON.read_bytes()) is not None
-
-
+# A sanitizer needs more address space than can be limited.
+@pytest.mark.only_if(not is_instrumented())
 @pytest.mark.parametrize("stack, who", [(2048, "poe_thread_tick_init_and_start"), (768, "poe_thread_init_and_start")])
 def test_a_thread_that_cannot_be_created_is_fatal(prepared, parent, stack, who):
-    if is_sanitized():
-        pytest.skip("a sanitizer needs more address space than can be limited")
     world = prepared(program=parent, arguments=["stack", stack * MIB, "memory", 1024 * MIB, "--", DAEMON,
                                                 "/tmp/poe_status"])
     assert run_until_it_gives_up(world) == 1

@@ -80,7 +80,7 @@ def test_everything_starts_at_zero(world):
 
 
 def test_the_sampling_thread_does_not_run(world):
-    assert len(os.listdir(f"/proc/{world.daemon()['pid']}/task")) == 3
+    assert world.daemon_threads() == 3
 
 
 # --- the configuration and the file -----------------------------------------------------------------------------------

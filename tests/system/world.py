@@ -38,6 +38,11 @@ SANITIZER_REPORT = re.compile(r"ERROR: \w+Sanitizer|WARNING: ThreadSanitizer|: r
 LARGEST_REPLY = 4096
 
 
+def is_instrumented(by="[at]"):
+    """Is the daemon under test built with the address (a) or thread (t) sanitizer?"""
+    return re.search(f"__{by}san_init".encode(), (PREFIX / "sbin/poe_drv").read_bytes()) is not None
+
+
 class Refused(Exception):
     """The command ended with something else than 0: its exit status, and what it said."""
 
@@ -212,6 +217,10 @@ class World:
         return self.vswitch("traps")["traps"]
 
     # --- the daemon ---------------------------------------------------------------------------------------------------
+
+    def daemon_threads(self):
+        """How many threads of its own the daemon runs; the thread sanitizer brings one more."""
+        return len(os.listdir(f"/proc/{self.daemon()['pid']}/task")) - is_instrumented(by="t")
 
     def daemon(self):
         """running, ready, pid, starts, exit_status, signal"""
