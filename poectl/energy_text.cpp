@@ -94,7 +94,7 @@ std::string plot_of(const energy_ring& ring) {
     std::vector<std::optional<std::int64_t>> bars;
     for (std::size_t i = 0; i < ring.slots.size(); i += slots_a_bar)
         bars.push_back(mean_mw(ring.slots.subspan(i, std::min(slots_a_bar, ring.slots.size() - i))));
-    return heading + ", a bar is " + (slots_a_bar == 1 ? "" : std::to_string(slots_a_bar) + " x ") +
+    return heading + ", one bar per " + (slots_a_bar == 1 ? "" : std::to_string(slots_a_bar) + " x ") +
            std::string(ring.period) + extent + ":\n" + bar_plot(bars);
 }
 
