@@ -72,6 +72,7 @@ struct command_line {
         add_value(*schedule, "PERIOD", asked.schedule_on, parse_on_off, "on or off", "on|off")->required();
         add(app, "counters", "how the daemon's talk with the controller went", verb::counters);
         add(app, "queue", "how many changes ever waited at once", verb::queue);
+        add_energy();
     }
 
     std::string command_names() {
@@ -131,6 +132,26 @@ struct command_line {
         auto* set = add(*bank, "set", "change the limit", verb::bank_set);
         add_value(*set, "WATTS", asked.bank_limit_w, parse_bank_w, "whole watts", "W")->required();
         bank->require_subcommand(0, 1);
+    }
+
+    void add_energy() {
+        auto* energy =
+            add(app, "energy", "delivered energy and the power of the last hour, day and week", verb::energy_show);
+        auto* port = add_value(*energy, "PORT,--port", asked.port, parse_port, "one port's history, port 1 to 4", "N");
+        energy->callback([this, port] {
+            if (port->count() > 0) asked.verb = verb::energy_port;
+        });
+        auto* reset = add(*energy, "reset", "forget the totals and the history of ports", verb::energy_reset);
+        add_value(*reset, "PORTS", asked.ports, parse_ports, "ports, such as 1,3", "LIST")->required();
+        auto* on = add(*energy, "on", "keep the totals in flash", verb::energy_keep);
+        on->parse_complete_callback([this] { asked.keep_in_flash = true; });
+        auto* off = add(*energy, "off", "no longer keep the totals in flash: removes their file", verb::energy_keep);
+        auto* inject = add(*energy, "inject", "a test aid: replaces the history of all ports by a made-up one",
+                           verb::energy_inject);
+        add_value(*inject, "MINUTES", asked.history_minutes, parse_minutes, "how far back it goes", "N")->required();
+        for (auto* other : {reset, on, off, inject})
+            other->excludes(port);
+        energy->require_subcommand(0, 1);
     }
 };
 

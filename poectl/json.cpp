@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "poectl/energy_rings.h"
 #include "poectl/words.h"
 
 namespace poectl {
@@ -100,6 +101,51 @@ json counters_json(const poe_client::communication_counters& counters) {
             {"undefined_key_value", counters.undefined_key_value}};
 }
 
+template <typename number>
+json or_null(const std::optional<number>& value) {
+    return value ? json(*value) : json(nullptr);
+}
+
+void add_figures(json& into, const poe_client::energy_figures& figures) {
+    into["powered_s"] = figures.powered_s;
+    into["energy_mwh"] = or_null(thousandths_of(figures.energy_wh));
+    into["averages"] = {{"hour_mw", or_null(known_mw(figures.minutes))},
+                        {"day_mw", or_null(known_mw(figures.half_hours))},
+                        {"week_mw", or_null(known_mw(figures.two_hours))}};
+}
+
+json energy_json(const energy_picture& energy) {
+    json whole{{"kept_in_flash", energy.kept_in_flash}, {"totals", json::object()}, {"ports", json::array()}};
+    add_figures(whole["totals"], energy.summary.totals);
+    for (std::size_t port = 0; port < energy.summary.port.size(); port++) {
+        json one{{"port", panel_number(port)}};
+        add_figures(one, energy.summary.port[port]);
+        whole["ports"].push_back(one);
+    }
+    return whole;
+}
+
+json ring_json(const energy_ring& ring) {
+    json slots = json::array();
+    for (std::size_t i = 0; i < ring.slots.size(); i++) {
+        const auto& slot = ring.slots[i];
+        slots.push_back({{"time_s", or_null(slot_time_s(ring, i))},
+                         {"uptime_s", slot.valid ? json(slot.uptime_s) : json(nullptr)},
+                         {"average_mw", or_null(known_mw(slot))}});
+    }
+    return {{"period_s", ring.period_s}, {"slots", slots}};
+}
+
+json port_energy_json(const poe_client::port_energy& port) {
+    json rings = json::object();
+    for (const auto& ring : rings_of(port))
+        rings[std::string(ring.name)] = ring_json(ring);
+    return {{"port", panel_number(port.port)},
+            {"powered_s", port.powered_s},
+            {"energy_mwh", or_null(thousandths_of(port.energy_wh))},
+            {"rings", rings}};
+}
+
 json contents(const command& asked, const picture& seen) {
     json whole{{"schema_version", schema_version}};
     switch (asked.verb) {
@@ -121,6 +167,12 @@ json contents(const command& asked, const picture& seen) {
             break;
         case verb::queue:
             whole["queue"] = {{"deepest", *seen.deepest_queue}};
+            break;
+        case verb::energy_show:
+            whole["energy"] = energy_json(*seen.energy);
+            break;
+        case verb::energy_port:
+            whole["energy"] = {{"ports", json::array({port_energy_json(*seen.port_energy)})}};
             break;
         default:
             whole["accepted"] = true;

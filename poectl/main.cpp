@@ -1,5 +1,7 @@
 // poectl: one command, asked and shown. The daemon's answers are all in before the first byte is printed, so the names
 // of this process are gone by then, however the output ends.
+#include <unistd.h>
+
 #include <cstdio>
 #include <string>
 
@@ -32,7 +34,8 @@ int carry_out(const poectl::command& asked) {
                             poectl::exit_status_of(failure));
         }
     }
-    return print(asked.json ? as_json(asked, seen) : as_text(asked, seen));
+    const auto to = isatty(STDOUT_FILENO) != 0 ? poectl::output::terminal : poectl::output::columns;
+    return print(asked.json ? as_json(asked, seen) : as_text(asked, seen, to));
 }
 
 }  // namespace

@@ -22,6 +22,11 @@ struct system_picture {
     poe_client::system_settings settings;
 };
 
+struct energy_picture {
+    bool kept_in_flash;
+    poe_client::energy_summary summary;
+};
+
 // Only what the command asked for is there; a set command leaves `done`.
 struct picture {
     std::optional<system_picture> system;
@@ -29,6 +34,8 @@ struct picture {
     std::optional<poe_client::power_bank> bank;
     std::optional<poe_client::communication_counters> counters;
     std::optional<std::uint32_t> deepest_queue;
+    std::optional<energy_picture> energy;
+    std::optional<poe_client::port_energy> port_energy;
     std::string done;  // a sentence: what was accepted
 };
 

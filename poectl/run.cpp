@@ -94,6 +94,14 @@ failure see(result<answer> outcome, std::optional<answer>& into) {
     return outcome.error;
 }
 
+failure see_energy(connection& daemon, picture& seen) {
+    energy_picture energy{};
+    failure error = take(get_energy_recording(daemon), energy.kept_in_flash);
+    if (succeeded(error)) error = take(get_energy_summary(daemon), energy.summary);
+    if (succeeded(error)) seen.energy = energy;
+    return error;
+}
+
 failure carry_out(const command& asked, connection& daemon, picture& seen) {
     switch (asked.verb) {
         case verb::status:
@@ -116,6 +124,16 @@ failure carry_out(const command& asked, connection& daemon, picture& seen) {
             return change_bank(daemon, asked.bank_limit_w);
         case verb::cycle:
             return power_cycle(daemon, asked.ports);
+        case verb::energy_show:
+            return see_energy(daemon, seen);
+        case verb::energy_port:
+            return see(get_port_energy(daemon, asked.port), seen.port_energy);
+        case verb::energy_reset:
+            return clear_energy(daemon, asked.ports);
+        case verb::energy_keep:
+            return set_energy_recording(daemon, asked.keep_in_flash);
+        case verb::energy_inject:
+            return inject_energy_history(daemon, asked.history_minutes);
         case verb::schedule:
             break;
     }
@@ -183,6 +201,12 @@ std::string done_sentence(const command& asked) {
             return "accepted: power-cycle of port " + port_list(asked.ports);
         case verb::schedule:
             return "accepted: " + port + " schedule period " + std::string(on_off(asked.schedule_on));
+        case verb::energy_reset:
+            return "accepted: energy reset of port " + port_list(asked.ports);
+        case verb::energy_keep:
+            return "accepted: keeping energy in flash " + std::string(on_off(asked.keep_in_flash));
+        case verb::energy_inject:
+            return "accepted: made-up energy history of " + std::to_string(asked.history_minutes) + " min";
         default:
             return {};
     }

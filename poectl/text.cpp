@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "poectl/energy_text.h"
 #include "poectl/words.h"
 
 namespace poectl {
@@ -31,7 +32,7 @@ std::string reported(std::uint8_t value) {
 }
 
 bool is_to_the_right(const std::string& cell) {
-    return !cell.empty() && cell.find_first_not_of("0123456789.-") == std::string::npos;
+    return !cell.empty() && cell.find_first_not_of("0123456789.:-") == std::string::npos;
 }
 
 std::string power_cycle_lines(const std::vector<port_picture>& ports) {
@@ -151,7 +152,7 @@ std::string table(const std::vector<std::vector<std::string>>& rows) {
     return text;
 }
 
-std::string as_text(const command& asked, const picture& seen) {
+std::string as_text(const command& asked, const picture& seen, output to) {
     switch (asked.verb) {
         case verb::status:
             return status_text(seen);
@@ -166,6 +167,11 @@ std::string as_text(const command& asked, const picture& seen) {
             return counters_text(*seen.counters);
         case verb::queue:
             return "deepest set queue so far: " + std::to_string(*seen.deepest_queue) + "\n";
+        case verb::energy_show:
+            return energy_text(*seen.energy);
+        case verb::energy_port:
+            return to == output::terminal ? port_energy_plots(*seen.port_energy)
+                                          : port_energy_columns(*seen.port_energy);
         default:
             return seen.done + "\n";
     }

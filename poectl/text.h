@@ -12,6 +12,9 @@ namespace poectl {
 // Columns as wide as their widest cell, two spaces between them, cells beginning with a digit or a sign to the right.
 std::string table(const std::vector<std::vector<std::string>>& rows);
 
-std::string as_text(const command& asked, const picture& seen);
+// A terminal gets plots where a file or a pipe gets columns.
+enum class output { columns, terminal };
+
+std::string as_text(const command& asked, const picture& seen, output to = output::columns);
 
 }  // namespace poectl

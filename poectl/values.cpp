@@ -1,6 +1,7 @@
 #include "poectl/values.h"
 
 #include <charconv>
+#include <cstdint>
 #include <optional>
 
 #include "core/parameter_limits.h"
@@ -109,6 +110,10 @@ parsed<std::uint32_t> parse_limit_dw(std::string_view text) {
 
 parsed<std::uint16_t> parse_bank_w(std::string_view text) {
     return number_within<std::uint16_t>(text, 0, highest_bank_w, "a number of watts");
+}
+
+parsed<std::uint32_t> parse_minutes(std::string_view text) {
+    return number_within<std::uint32_t>(text, 0, UINT32_MAX, "a number of minutes");
 }
 
 parsed<std::uint32_t> parse_timeout_ms(std::string_view text) {

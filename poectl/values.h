@@ -27,6 +27,7 @@ parsed<std::int8_t> parse_re_enable_s(std::string_view text);
 parsed<std::int8_t> parse_threshold_percent(std::string_view text);
 parsed<std::uint32_t> parse_limit_dw(std::string_view text);  // watts with at most one decimal
 parsed<std::uint16_t> parse_bank_w(std::string_view text);    // whole watts
+parsed<std::uint32_t> parse_minutes(std::string_view text);   // whole minutes
 parsed<std::uint32_t> parse_timeout_ms(std::string_view text);
 
 }  // namespace poectl

@@ -162,9 +162,10 @@ class World:
 
     def run_vswitch(self, *words, **how):
         """The command as a user runs it, finished: its exit status and its output."""
+        how = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **how}
         return subprocess.run([self.prefix / "bin/vswitch", "--control", self.control, *map(str, words)],
-                              stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=PATIENCE_S,
-                              env=self._environment, check=False, **how)
+                              stdin=subprocess.DEVNULL, text=True, timeout=PATIENCE_S, env=self._environment,
+                              check=False, **how)
 
     def vswitch(self, *words):
         """A verb, answered in JSON; Refused when it is not done."""
@@ -179,6 +180,17 @@ class World:
     def exec(self, *command, attach=False):
         """A command inside the world, finished. attach: with the switch's devices and time."""
         return self.run_vswitch("exec", *["--attach"] * attach, "--", *command)
+
+    def poectl(self, *words, **how):
+        """The operator's command inside the world, finished: its exit status and its output."""
+        return self.run_vswitch("exec", "--", self.prefix / "bin/poectl", *words, **how)
+
+    def poectl_json(self, *words):
+        """What poectl tells programs; Refused when it does not end with 0."""
+        done = self.poectl(*words, "--json")
+        if done.returncode != 0:
+            raise Refused(words, done.returncode, done.stderr.strip())
+        return json.loads(done.stdout)
 
     @contextlib.contextmanager
     def frozen_controller(self):

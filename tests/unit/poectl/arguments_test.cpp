@@ -36,6 +36,13 @@ TEST(arguments, each_command_has_its_verb) {
     EXPECT_EQ(good("schedule 2 on").verb, verb::schedule);
     EXPECT_EQ(good("counters").verb, verb::counters);
     EXPECT_EQ(good("queue").verb, verb::queue);
+    EXPECT_EQ(good("energy").verb, verb::energy_show);
+    EXPECT_EQ(good("energy 2").verb, verb::energy_port);
+    EXPECT_EQ(good("energy --port 2").verb, verb::energy_port);
+    EXPECT_EQ(good("energy reset 1,3").verb, verb::energy_reset);
+    EXPECT_EQ(good("energy on").verb, verb::energy_keep);
+    EXPECT_EQ(good("energy off").verb, verb::energy_keep);
+    EXPECT_EQ(good("energy inject 90").verb, verb::energy_inject);
 }
 
 TEST(arguments, port_settings_are_gathered) {
@@ -64,6 +71,18 @@ TEST(arguments, positionals_are_gathered) {
     EXPECT_EQ(good("schedule 3 on").port, 2);
     EXPECT_TRUE(good("schedule 3 on").schedule_on);
     EXPECT_FALSE(good("schedule 3 off").schedule_on);
+}
+
+TEST(arguments, those_of_energy_are_gathered) {
+    EXPECT_EQ(good("energy 4").port, 3);
+    EXPECT_EQ(good("energy --port 3").port, 2);
+    EXPECT_EQ(good("energy reset 1,3").ports, 0b0101);
+    EXPECT_TRUE(good("energy on").keep_in_flash);
+    EXPECT_FALSE(good("energy off").keep_in_flash);
+    EXPECT_EQ(good("energy inject 90").history_minutes, 90U);
+    EXPECT_EQ(good("energy inject 4294967295").history_minutes, 4294967295U);
+    EXPECT_TRUE(good("energy 2 --json").json);
+    EXPECT_TRUE(good("energy inject 90 --json").json);
 }
 
 TEST(arguments, common_options_stand_anywhere) {
@@ -113,6 +132,24 @@ TEST(arguments, bad_usage_is_status_2_with_a_reason_and_no_command) {
                              "schedule 1",
                              "schedule 5 on",
                              "schedule 1 2",
+                             "energy 0",
+                             "energy 5",
+                             "energy x",
+                             "energy 1 2",
+                             "energy 2 --port 3",
+                             "energy --port",
+                             "energy reset",
+                             "energy reset 5",
+                             "energy reset 1 3",
+                             "energy 2 reset 1",
+                             "energy --port 2 off",
+                             "energy 2 inject 90",
+                             "energy on off",
+                             "energy on 1",
+                             "energy inject",
+                             "energy inject -1",
+                             "energy inject 1.5",
+                             "energy inject 4294967296",
                              "status extra",
                              "status --timeout 0",
                              "status --timeout x",
@@ -133,7 +170,8 @@ TEST(arguments, the_reason_names_the_option_and_what_it_takes) {
     EXPECT_THAT(parse("system set --threshold 100").complaint, HasSubstr("a percentage from 1 to 99"));
     EXPECT_THAT(parse("port 9").complaint, HasSubstr("a port from 1 to 4"));
     EXPECT_THAT(parse("port 1 set").complaint, HasSubstr("at least one setting"));
-    EXPECT_THAT(parse("bogus").complaint, HasSubstr("status, port, system, bank, cycle, schedule, counters, queue"));
+    EXPECT_THAT(parse("bogus").complaint,
+                HasSubstr("status, port, system, bank, cycle, schedule, counters, queue, energy"));
 }
 
 TEST(arguments, help_goes_to_standard_output_with_status_0) {
@@ -146,6 +184,11 @@ TEST(arguments, help_goes_to_standard_output_with_status_0) {
         EXPECT_THAT(parsed.help, HasSubstr("Exit status:")) << line;
     }
     EXPECT_THAT(parse("port 1 set --help").help, HasSubstr("--re-enable"));
+}
+
+TEST(arguments, help_names_the_made_up_history_as_a_test_aid_that_replaces_the_real_one) {
+    for (const char* line : {"energy --help", "energy inject --help"})
+        EXPECT_THAT(parse(line).help, HasSubstr("a test aid: replaces the history of all ports")) << line;
 }
 
 }  // namespace

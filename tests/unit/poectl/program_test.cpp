@@ -21,6 +21,7 @@ using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 
 struct ended {
@@ -131,6 +132,59 @@ TEST_F(program, the_other_queries_as_json) {
     EXPECT_EQ(counters["total"], 4294967297U);
     EXPECT_EQ(counters["undefined_key_value"], 9223372036854775817U);
     EXPECT_EQ(counters.size(), 9U);
+}
+
+TEST_F(program, energy_as_json_has_null_for_what_is_unknown) {
+    const auto energy = json_of("energy")["energy"];
+    EXPECT_EQ(energy["kept_in_flash"], true);
+    EXPECT_EQ(energy["totals"], json::parse(R"({"powered_s": 10, "energy_mwh": 3000,
+        "averages": {"hour_mw": 1500, "day_mw": null, "week_mw": 3500}})"));
+    ASSERT_EQ(energy["ports"].size(), 4U);
+    EXPECT_EQ(energy["ports"][1], json::parse(R"({"port": 2, "powered_s": 6, "energy_mwh": 1000,
+        "averages": {"hour_mw": null, "day_mw": null, "week_mw": 3500}})"));
+}
+
+TEST_F(program, energy_of_a_port_is_in_columns_when_standard_output_is_no_terminal) {
+    const auto run = poectl("energy 2");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.out, StartsWith("Port 2: powered for 1:00:00, 12.5 Wh\n\nLast hour, each minute:\nENDED"));
+    EXPECT_EQ(run.out, poectl("energy --port 2").out);
+}
+
+TEST_F(program, energy_of_a_port_is_a_plot_on_a_terminal) {
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_GE(terminal, 0);
+    ASSERT_EQ(grantpt(terminal), 0);
+    ASSERT_EQ(unlockpt(terminal), 0);
+    const int other_end = open(ptsname(terminal), O_RDWR | O_NOCTTY);
+    ASSERT_GE(other_end, 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(other_end, STDOUT_FILENO);
+        become_poectl({"energy", "2", "--socket", daemon.socket_path()}, false);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    std::string shown(4096, ' ');
+    const ssize_t length = read(terminal, shown.data(), shown.size());
+    ASSERT_GT(length, 0);
+    shown.resize(static_cast<std::size_t>(length));
+    EXPECT_THAT(shown, HasSubstr("Last hour in W, one bar per minute"));
+    EXPECT_THAT(shown, HasSubstr("1.5 |#"));
+    EXPECT_THAT(shown, Not(HasSubstr("ENDED")));
+    close(other_end);
+    close(terminal);
+}
+
+TEST_F(program, energy_is_reset_once_and_said_to_be_accepted) {
+    const auto run = poectl("energy reset 2,4");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "accepted: energy reset of port 2, 4\n");
+    ASSERT_EQ(daemon.requests().size(), 1U);
+    EXPECT_TRUE(same_bytes(daemon.requests()[0].bytes, message_bytes("clear_energy_of_ports_1_and_3")));
+    EXPECT_EQ(json_of("energy inject 90"), json::parse(R"({"schema_version": 1, "accepted": true,
+        "message": "accepted: made-up energy history of 90 min"})"));
 }
 
 TEST_F(program, a_setting_is_sent_once_and_said_to_be_accepted) {

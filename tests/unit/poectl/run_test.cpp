@@ -109,6 +109,39 @@ TEST_F(run_command, the_other_queries_ask_once) {
     EXPECT_EQ(seen.deepest_queue, 3U);
 }
 
+TEST_F(run_command, energy_asks_whether_it_is_kept_and_for_the_summary) {
+    run(verb::energy_show);
+    EXPECT_THAT(types(), ElementsAre(16, 18));
+    EXPECT_TRUE(seen.energy->kept_in_flash);
+    EXPECT_EQ(seen.energy->summary.totals.powered_s, 10U);
+}
+
+TEST_F(run_command, energy_of_a_port_asks_for_that_port) {
+    asked.port = 3;
+    run(verb::energy_port);
+    EXPECT_THAT(types(), ElementsAre(17));
+    EXPECT_EQ(seen.port_energy->port, 3U);
+}
+
+TEST_F(run_command, energy_changes_are_sent) {
+    asked.ports = 0b1010;
+    run(verb::energy_reset);
+    EXPECT_TRUE(same_bytes(daemon.requests().back().bytes, message_bytes("clear_energy_of_ports_1_and_3")));
+    EXPECT_EQ(seen.done, "accepted: energy reset of port 2, 4");
+    asked.keep_in_flash = true;
+    run(verb::energy_keep);
+    EXPECT_TRUE(same_bytes(daemon.requests().back().bytes, message_bytes("set_energy_recording_on")));
+    EXPECT_EQ(seen.done, "accepted: keeping energy in flash on");
+    asked.keep_in_flash = false;
+    run(verb::energy_keep);
+    EXPECT_TRUE(same_bytes(daemon.requests().back().bytes, {144, 0, 0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(seen.done, "accepted: keeping energy in flash off");
+    asked.history_minutes = 0x01020304;
+    run(verb::energy_inject);
+    EXPECT_TRUE(same_bytes(daemon.requests().back().bytes, {148, 0, 0, 0, 0, 0, 0, 0, 4, 3, 2, 1}));
+    EXPECT_EQ(seen.done, "accepted: made-up energy history of 16909060 min");
+}
+
 TEST(run_fails, at_the_first_failure) {
     fake_daemon daemon([](const message& request, std::size_t number) {
         return number == 0 ? healthy()(request, number) : healthy(1)({128}, number);

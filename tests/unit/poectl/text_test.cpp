@@ -35,6 +35,7 @@ TEST(table, has_columns_as_wide_as_their_widest_cell_and_numbers_to_the_right) {
               "a       100  x\n"
               "longer  7.5\n");
     EXPECT_EQ(table({{"WATTS"}, {"7.5"}, {"-"}, {"-12.5"}}), "WATTS\n  7.5\n    -\n-12.5\n");
+    EXPECT_EQ(table({{"POWERED"}, {"1:02:03"}, {"10:00"}}), "POWERED\n1:02:03\n  10:00\n");
     EXPECT_EQ(table({}), "");
 }
 

@@ -150,6 +150,14 @@ TEST(numbers, are_taken_within_their_range_only) {
     }
 }
 
+TEST(minutes, are_any_32_bit_number) {
+    EXPECT_EQ(parse_minutes("0").value, 0U);
+    EXPECT_EQ(parse_minutes("90").value, 90U);
+    EXPECT_EQ(parse_minutes("4294967295").value, 4294967295U);
+    for (const char* text : {"", "x", "-1", "+1", "1.5", " 1", "90m", "4294967296"})
+        EXPECT_FALSE(parse_minutes(text).good()) << text;
+}
+
 TEST(words, thousandths_become_tenths_rounded_half_away_from_zero) {
     EXPECT_EQ(thousandths_as_tenths(12345), "12.3");
     EXPECT_EQ(thousandths_as_tenths(12350), "12.4");

@@ -1,0 +1,215 @@
+"""The operator's command on a switch that works, on one that does not answer, and on none."""
+import concurrent.futures
+import os
+import pathlib
+
+import pytest
+
+from messages import REJECTED, acknowledgement
+from world import DAEMON_SOCKET, PATIENCE_S
+
+FAST = 1000
+FRESH_PORT_SETTINGS = {"enabled": False, "limit_mw": 90000, "priority": {"code": 3, "name": "low"}, "mode": 2,
+                       "schedule_enabled": False, "re_enable_s": 10}
+OPTIONS_OF_EVERY_SETTING = ("--enable", "on", "--limit", "30", "--priority", "high", "--mode", "3",
+                            "--schedule", "on", "--re-enable", "20")
+
+
+@pytest.fixture
+def world(make_world):
+    return make_world(speed=FAST)
+
+
+def done(world, *words):
+    """A change that is accepted: what poectl said about it."""
+    run = world.poectl(*words)
+    assert (run.returncode, run.stderr) == (0, "")
+    return run.stdout
+
+
+def port(world, number):
+    ports = world.poectl_json("port", number)["ports"]
+    assert [one["port"] for one in ports] == [number]
+    return ports[0]
+
+
+def settle(world, what, query, check):
+    """Looks with a query until the check of its answer holds; gives what the check gave."""
+    return world.wait_for(what, lambda: check(world.poectl_json(query)))
+
+
+def is_cycled(world, number):
+    """The port while its power-cycle is pending."""
+    seen = port(world, number)
+    return seen if seen["power_cycle"]["pending"] else None
+
+
+def powered(world, number, watts):
+    """A device at a port that delivers to it."""
+    world.vswitch("plug", number, "--class", "4", "--load", watts)
+    done(world, "port", number, "set", "--enable", "on")
+    world.wait_for("power", lambda: port(world, number)["status"]["code"] == 1)
+
+
+# --- looking ----------------------------------------------------------------------------------------------------------
+
+
+def test_status_of_a_fresh_switch(world):
+    seen = world.poectl_json("status")
+    assert list(seen) == ["schema_version", "system", "ports"] and seen["schema_version"] == 1
+    assert seen["system"]["total_mw"] == 300000 and seen["system"]["consumed_mw"] == 0
+    assert [one["port"] for one in seen["ports"]] == [1, 2, 3, 4]
+    for one in seen["ports"]:
+        assert one["settings"] == FRESH_PORT_SETTINGS and one["power_mw"] == 0 and one["class"] is None
+        assert one["power_cycle"] == {"pending": False, "on_again_s": None}
+
+
+def test_status_shows_what_a_device_draws(world):
+    powered(world, 2, "12.5")
+    seen = settle(world, "the power", "status", lambda seen: seen["system"]["consumed_mw"] and seen)
+    second = seen["ports"][1]
+    assert second["power_mw"] == pytest.approx(12500, abs=500) and second["class"] == 4
+    assert seen["system"]["remaining_mw"] == 300000 - seen["system"]["consumed_mw"]
+    lines = world.poectl("status").stdout.splitlines()
+    assert lines[0].startswith("PoE on: ") and lines[2].startswith("PORT  ENABLED  STATUS")
+    assert lines[4].split()[:5] == ["2", "on", "1", "delivering", "4"]
+
+
+def test_one_port_has_the_shape_that_it_has_among_all(world):
+    seen = world.poectl_json("status")["ports"][2]
+    assert list(port(world, 3)) == list(seen)
+    assert world.poectl("port", 3).stdout == world.poectl("port", 3, "show").stdout
+    assert world.poectl("port", 3).stdout.startswith("Port 3: status ")
+
+
+def test_system_bank_queue_and_counters(world):
+    assert world.poectl_json("system")["system"]["settings"] == {
+        "enabled": True, "threshold_percent": 95, "parameter_1": 0, "parameter_2": 0, "parameter_4": 0,
+        "parameter_5": 0}
+    assert "usage alarm at          95 %" in world.poectl("system", "show").stdout
+    assert set(world.poectl_json("bank")["bank"]) == {"limit_w", "second"}
+    assert world.poectl_json("queue") == {"schema_version": 1, "queue": {"deepest": 0}}
+    done(world, "port", "1", "set", "--limit", "30")
+    world.wait_for("the change", lambda: port(world, 1)["settings"]["limit_mw"] == 30000)
+    assert world.poectl_json("queue")["queue"]["deepest"] == 1
+    assert world.poectl("queue").stdout == "deepest set queue so far: 1\n"
+
+
+def test_counters_grow_with_the_talk_to_the_controller(world):
+    before = world.poectl_json("counters")["counters"]
+    assert before["total"] > 0 and before["rx_timeout"] == 0
+    settle(world, "more transactions", "counters", lambda seen: seen["counters"]["total"] > before["total"])
+    assert world.poectl("counters").stdout.startswith("COUNTER")
+
+
+# --- changing ---------------------------------------------------------------------------------------------------------
+
+
+def test_every_setting_of_a_port_reaches_the_daemon(world):
+    assert done(world, "port", "2", "set", *OPTIONS_OF_EVERY_SETTING) == (
+        "accepted: port 2 enable on, limit 30.0 W, priority high, mode 3, schedule on, re-enable 20 s\n")
+    world.wait_for("the change", lambda: port(world, 2)["settings"] == {
+        "enabled": True, "limit_mw": 30000, "priority": {"code": 2, "name": "high"}, "mode": 3,
+        "schedule_enabled": True, "re_enable_s": 20})
+    assert port(world, 1)["settings"] == FRESH_PORT_SETTINGS
+
+
+@pytest.mark.parametrize("words, key, value", [("--enable on", "enabled", True), ("--limit 15.4", "limit_mw", 15400),
+                                               ("--priority 1", "priority", {"code": 1, "name": "critical"}),
+                                               ("--mode 0", "mode", 0), ("--re-enable 60", "re_enable_s", 60),
+                                               ("--schedule on", "schedule_enabled", True)])
+def test_one_setting_of_a_port_leaves_the_others(world, words, key, value):
+    done(world, "port", "4", "set", *words.split())
+    world.wait_for("the change", lambda: port(world, 4)["settings"] == {**FRESH_PORT_SETTINGS, key: value})
+
+
+def test_system_settings_reach_the_daemon(world):
+    assert done(world, "system", "set", "--threshold", "80", "--enable", "off") == (
+        "accepted: system enable off, threshold 80 %\n")
+    settle(world, "the change", "system",
+           lambda seen: (seen["system"]["settings"]["enabled"], seen["system"]["settings"]["threshold_percent"])
+           == (False, 80))
+
+
+def test_the_bank_limit_reaches_the_daemon_and_the_second_value_stays(world):
+    second = world.poectl_json("bank")["bank"]["second"]
+    assert done(world, "bank", "set", "240") == "accepted: bank limit 240 W\n"
+    settle(world, "the change", "bank", lambda seen: seen["bank"] == {"limit_w": 240, "second": second})
+
+
+def test_a_power_cycle_switches_a_port_off_and_on_again(make_world):
+    world = make_world(speed=100)
+    powered(world, 1, "5")
+    assert done(world, "cycle", "1") == "accepted: power-cycle of port 1\n"
+    pending = world.wait_for("the power-cycle", lambda: is_cycled(world, 1))
+    assert 0 <= pending["power_cycle"]["on_again_s"] <= 10
+    world.wait_for("its end", lambda: not is_cycled(world, 1) and port(world, 1)["status"]["code"] == 1)
+
+
+def test_a_schedule_period_begins_and_ends(world):
+    done(world, "port", "3", "set", "--schedule", "on")
+    for period in ("on", "off"):
+        assert done(world, "schedule", "3", period) == f"accepted: port 3 schedule period {period}\n"
+        world.wait_for("the period", lambda: port(world, 3)["schedule_on"] == (period == "on"))
+
+
+def test_an_accepted_change_as_json(world):
+    assert world.poectl_json("bank", "set", "100") == {"schema_version": 1, "accepted": True,
+                                                       "message": "accepted: bank limit 100 W"}
+
+
+# --- how it ends ------------------------------------------------------------------------------------------------------
+
+
+@pytest.mark.parametrize("words", ["", "bogus", "port 5", "port 1 set", "port 1 set --limit 90.1",
+                                   "system set --threshold 100", "cycle 0", "bank set x", "schedule 1"])
+def test_bad_usage_is_2(world, words):
+    run = world.poectl(*words.split())
+    assert (run.returncode, run.stdout) == (2, "")
+    assert run.stderr.startswith("poectl: ") and run.stderr.endswith("Try poectl --help.\n")
+
+
+def test_no_daemon_is_3(world):
+    world.stop_daemon()
+    (world.tmp / DAEMON_SOCKET).unlink(missing_ok=True)
+    run = world.poectl("status", "--json")
+    assert (run.returncode, run.stdout) == (3, "")
+    assert run.stderr == f"poectl: no daemon: there is no socket at /tmp/{DAEMON_SOCKET}. Is poe_drv running?\n"
+
+
+def test_a_socket_that_a_daemon_left_behind_is_3(world):
+    os.kill(world.daemon()["pid"], 9)
+    world.wait_for("the end", lambda: not world.daemon()["running"])
+    run = world.poectl("status")
+    assert run.returncode == 3 and "nobody answers" in run.stderr
+
+
+def test_no_answer_is_4(world):
+    with world.stopped_daemon():
+        run = world.poectl("status", "--timeout", "20")
+    assert (run.returncode, run.stdout) == (4, "")
+    assert run.stderr.startswith("poectl: no answer: poe_drv did not answer within 20 ms.")
+
+
+def test_refused_is_5(world):
+    """The daemon takes everything that poectl lets through, so another one refuses in its place."""
+    world.stop_daemon()
+    (world.tmp / DAEMON_SOCKET).unlink(missing_ok=True)
+    refuser = world.client(DAEMON_SOCKET)
+    refuser._socket.settimeout(PATIENCE_S)
+    with concurrent.futures.ThreadPoolExecutor() as aside:
+        run = aside.submit(world.poectl, "cycle", "2", "--timeout", "60000")
+        _, client = refuser._socket.recvfrom(100)
+        refuser._socket.sendto(acknowledgement(143, REJECTED), str(world.tmp / pathlib.Path(client).relative_to("/tmp")))
+        done_with = run.result()
+    assert (done_with.returncode, done_with.stdout) == (5, "")
+    assert done_with.stderr.startswith("poectl: refused: ")
+
+
+def test_nothing_is_left_behind(world):
+    before = sorted(os.listdir(world.tmp))
+    for words in ("status", "port 1 set --limit 20", "cycle 1", "energy", "port 9"):
+        world.poectl(*words.split())
+    with world.stopped_daemon():
+        world.poectl("queue", "--timeout", "5")
+    assert sorted(os.listdir(world.tmp)) == before
