@@ -7,7 +7,6 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET default)
 
 # A tree installed under any prefix finds its own libraries.
-set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 set(CMAKE_INSTALL_LIBDIR lib)
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../lib")
 
