@@ -293,4 +293,4 @@ def test_made_up_history_and_statistics_start_no_thread(make_world):
     switch(world, ON)
     switch(world, ON)
     assert world.ask(request(148, struct.pack("<I", 10080))) == acknowledgement(148)
-    assert len(os.listdir(f"/proc/{world.daemon()['pid']}/task")) == 3
+    assert world.daemon_threads() == 3
