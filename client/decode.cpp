@@ -224,7 +224,7 @@ decoded<power_cycles> decode_power_cycles(received_bytes reply) {
 decoded<bool> decode_energy_recording(received_bytes reply) {
     return decode_reply<statistics_configuration_message, bool>(
         reply, ipc_type::get_port_stats_cfg,
-        [](const statistics_configuration_message& received) { return accepted(received.enable != 0); });
+        [](const statistics_configuration_message& received) { return accepted(received.enable == statistics_on); });
 }
 
 decoded<port_energy> decode_port_energy(received_bytes reply, std::uint8_t port) {

@@ -168,7 +168,7 @@ datagram encode_power_cycle(port_bitmap ports) {
 
 datagram encode_set_energy_recording(bool enable) {
     auto request = blank<statistics_configuration_message>(ipc_type::set_port_stats_cfg);
-    request.enable = enable ? 1 : 0;
+    request.enable = enable ? statistics_on : statistics_off;
     return bytes_of(request);
 }
 

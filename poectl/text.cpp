@@ -117,17 +117,18 @@ std::string system_text(const system_picture& system) {
 }
 
 std::string counters_text(const poe_client::communication_counters& counters) {
-    return table({{"COUNTER", "COUNT", "MEANING"},
-                  {"total", std::to_string(counters.total), "transactions begun"},
-                  {"rx_retry", std::to_string(counters.rx_retry), "attempts without an answer"},
-                  {"rx_timeout", std::to_string(counters.rx_timeout), "transactions given up"},
-                  {"rx_chksum_error", std::to_string(counters.rx_chksum_error), "answers with a wrong checksum"},
-                  {"tx_correctly_executed", std::to_string(counters.tx_correctly_executed), "settings done"},
-                  {"tx_chksum_error", std::to_string(counters.tx_chksum_error), "the controller saw a wrong checksum"},
-                  {"tx_subject_byte_conflict", std::to_string(counters.tx_subject_byte_conflict), "always 0"},
-                  {"tx_wrong_data_byte_value", std::to_string(counters.tx_wrong_data_byte_value), "always 0"},
-                  {"undefined_key_value", std::to_string(counters.undefined_key_value),
-                   "the controller did not know the command"}});
+    return table(
+        {{"COUNTER", "COUNT", "MEANING"},
+         {"total", std::to_string(counters.total), "transactions begun"},
+         {"rx_retry", std::to_string(counters.rx_retry), "attempts without an answer"},
+         {"rx_timeout", std::to_string(counters.rx_timeout), "transactions given up"},
+         {"rx_chksum_error", std::to_string(counters.rx_chksum_error), "answers with a wrong checksum"},
+         {"tx_correctly_executed", std::to_string(counters.tx_correctly_executed), "answers without an error report"},
+         {"tx_chksum_error", std::to_string(counters.tx_chksum_error), "the controller saw a wrong checksum"},
+         {"tx_subject_byte_conflict", std::to_string(counters.tx_subject_byte_conflict), "always 0"},
+         {"tx_wrong_data_byte_value", std::to_string(counters.tx_wrong_data_byte_value), "always 0"},
+         {"undefined_key_value", std::to_string(counters.undefined_key_value),
+          "the controller did not know the command"}});
 }
 
 }  // namespace

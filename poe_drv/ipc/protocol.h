@@ -243,9 +243,12 @@ inline constexpr std::size_t two_hour_slot_count = 84;
 
 struct statistics_configuration_message {  // type 16 reply, type 144 request
     ipc_envelope envelope;                 // 0
-    std::uint8_t enable;                   // 8
+    std::uint8_t enable;                   // 8   `statistics_on` = on, anything else = off
 };
 static_assert(wire_record<statistics_configuration_message, 9>);
+
+inline constexpr std::uint8_t statistics_on = 1;
+inline constexpr std::uint8_t statistics_off = 0;
 
 struct ring_entry {
     le32 valid;       // 0

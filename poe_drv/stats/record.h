@@ -66,7 +66,6 @@ struct port_stats_cfg {
 static_assert(sizeof(port_stats_cfg) == 8 && offsetof(port_stats_cfg, saved_hour) == 4);
 extern port_stats_cfg g_port_stats_cfg GUARDED_BY(g_mutex_poe_tick_thread);
 
-inline constexpr std::uint8_t statistics_on = 1;
 inline constexpr std::uint32_t seconds_per_hour = 3600;
 
 // Forgets one port's history and totals; a port that does not exist is ignored.

@@ -8,6 +8,8 @@ import time
 
 import pytest
 
+from messages import acknowledgement, request
+
 FILE = "poe_statistics.txt"
 TOTALS = "0, 10, 3600000\n1, 20, 7200000\n2, 30, 10800000\n3, 93784, 1234567890\n"
 UNKNOWN_AVERAGES = {"hour_mw": None, "day_mw": None, "week_mw": None}
@@ -89,6 +91,14 @@ def test_a_new_daemon_keeps_nothing_and_knows_no_average(world):
     assert lines[0] == "Energy totals are not kept in flash."
     assert [line.split() for line in lines[3:]] == [[who, "0:00:00", "0.0", "unknown", "unknown", "unknown"]
                                                     for who in ("1", "2", "3", "4", "all")]
+
+
+@pytest.mark.parametrize("value", [2, 255])
+def test_what_another_client_switched_off_with_an_odd_value_is_not_kept(restored, value):
+    assert energy(restored)["kept_in_flash"]
+    assert restored.ask(request(144, [value])) == acknowledgement(144) and file_of(restored) is None
+    assert not energy(restored)["kept_in_flash"]
+    assert restored.poectl("energy").stdout.startswith("Energy totals are not kept in flash.\n")
 
 
 def test_totals_are_shown_in_hours_and_watt_hours(restored):

@@ -118,6 +118,7 @@ def test_an_unplugged_controller_counts_timeouts_and_no_data_failure(stressed):
     assert one["foreign"] == two["foreign"] == before["timeout"] == 0
     assert two["correct"] == one["correct"]
     assert (world.flash / "poe_error_rx_timeout.txt").read_text().startswith("1\n")
+    assert "[poe_kernel_drv_send_recv() , 1370]: ERROR!! ERROR!! ERROR!!!" in world.stderr_lines()
 
 
 @pytest.mark.parametrize("fault, counter", [("key-a", "undefined_key"), ("key-b", "tx_checksum"),
@@ -146,6 +147,18 @@ def test_sockets_are_bound_and_the_controller_is_brought_up_but_nobody_is_served
     assert (world.tmp / "poe_driver_chip_information.txt").read_text() == "SW_VERSION:101a\n"
     assert world.show()["configuration"]["stored"]["method"] == 2
     assert not (world.tmp / "poe_status").exists()
+
+
+def test_ports_leds_and_traps_are_left_alone(stressed):
+    world = stressed(tmp={"poe_send_start_up_trap": ""})
+    rounds(world, 1)
+    before = world.show()
+    world.vswitch("plug", "1", "--class", "4", "--load", "12.5")
+    rounds_after(world, len(ROUND.findall("\n".join(world.stderr_lines()) + "\n")), 5)
+    after = world.show()
+    for counted in ("settings", "cpld_writes", "cpld_reads", "link_queries", "traps"):
+        assert after["counters"][counted] == before["counters"][counted], counted
+    assert after["leds"] == ["off"] * 4 and after["counters"]["traps"] == 0
 
 
 @pytest.mark.parametrize("make", [lambda flag: flag.write_text("0\n"), os.mkdir, os.mkfifo])

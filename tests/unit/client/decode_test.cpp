@@ -130,6 +130,14 @@ TEST(decode, small_answers) {
     EXPECT_TRUE(accepted_value(decode_energy_recording(message_bytes("energy_recording"))));
 }
 
+TEST(decode, energy_is_recorded_when_the_byte_is_1_and_not_when_it_is_any_other) {
+    message reply = message_bytes("energy_recording");
+    for (unsigned value = 0; value < 256; value++) {
+        reply.back() = static_cast<std::uint8_t>(value);
+        EXPECT_EQ(accepted_value(decode_energy_recording(reply)), value == 1) << value;
+    }
+}
+
 TEST(decode, power_cycles) {
     const auto cycles = accepted_value(decode_power_cycles(message_bytes("power_cycles")));
     EXPECT_EQ(cycles.now_tick, 1000U);

@@ -96,8 +96,17 @@ TEST(small_text, shows_bank_counters_and_queue) {
     seen.bank = poe_client::power_bank{300, 7};
     EXPECT_EQ(as_text(asking(verb::bank_show), seen), "bank limit    300 W\nsecond value  7\n");
     seen.counters = poe_client::decode_communication_counters(message_bytes("communication_counters")).value;
-    EXPECT_THAT(as_text(asking(verb::counters), seen),
-                HasSubstr("undefined_key_value       9223372036854775817  the controller did not know the command\n"));
+    EXPECT_EQ(as_text(asking(verb::counters), seen),
+              "COUNTER                   COUNT                MEANING\n"
+              "total                              4294967297  transactions begun\n"
+              "rx_retry                                    2  attempts without an answer\n"
+              "rx_timeout                                  3  transactions given up\n"
+              "rx_chksum_error                             4  answers with a wrong checksum\n"
+              "tx_correctly_executed                       5  answers without an error report\n"
+              "tx_chksum_error                             6  the controller saw a wrong checksum\n"
+              "tx_subject_byte_conflict                    0  always 0\n"
+              "tx_wrong_data_byte_value                    0  always 0\n"
+              "undefined_key_value       9223372036854775817  the controller did not know the command\n");
     seen.deepest_queue = 3;
     EXPECT_EQ(as_text(asking(verb::queue), seen), "deepest set queue so far: 3\n");
 }

@@ -100,6 +100,28 @@ TEST_F(sampling, the_clocks_are_read_at_a_minute_boundary_only) {
     EXPECT_EQ(record(3).minutes[1].uptime_s, 501U);
 }
 
+TEST_F(sampling, every_port_reads_the_clocks_at_its_own_minute_boundary) {
+    pass(30);
+    {
+        const tick_lock held;
+        clear_port_stats(0);
+    }
+    the_world.uptime_s = 530;
+    the_world.wall_clock_s = 1030;
+    pass(30);
+    EXPECT_EQ(sampler.minute_uptime_s, 530U);
+    the_world.uptime_s = 560;
+    the_world.wall_clock_s = 1060;
+    pass(30);
+    EXPECT_EQ(sampler.minute_uptime_s, 560U);
+    EXPECT_EQ(record(0).minutes[0].uptime_s, 560U);
+    EXPECT_EQ(record(0).minutes[0].wall_clock_s, 1060);
+    for (const std::size_t port : {1U, 2U, 3U}) {
+        EXPECT_EQ(record(port).minutes[0].uptime_s, 530U) << port;
+        EXPECT_EQ(record(port).minutes[0].wall_clock_s, 1030) << port;
+    }
+}
+
 TEST_F(sampling, a_cleared_port_begins_its_own_week_anew) {
     pass(90);
     {
