@@ -90,8 +90,10 @@ def test_a_folder_that_is_kept_is_the_same_inside(make_world, stand_in, tmp_path
 @pytest.mark.only_if(os.geteuid() == 0)
 def test_an_ordinary_user_gets_a_world_through_a_user_namespace(make_world, stand_in):
     outer = make_world(program=stand_in, arguments=["serve"], ready="started")
-    script = (f"mkdir -m 777 /tmp/nobody && cp {stand_in} /tmp/nobody/program && chmod 755 /tmp/nobody/program && "
-              f"exec setpriv --reuid 65534 --regid 65534 --clear-groups {PREFIX}/bin/vswitch "
+    # Copied to where anybody may go: the tree and the program may lie below a private home.
+    script = (f"mkdir -m 777 /tmp/nobody && cp -r {PREFIX}/bin {PREFIX}/lib /tmp/nobody && "
+              f"cp {stand_in} /tmp/nobody/program && chmod -R a+rX /tmp/nobody && "
+              "exec setpriv --reuid 65534 --regid 65534 --clear-groups /tmp/nobody/bin/vswitch "
               "--control /tmp/nobody/world/control run --world /tmp/nobody/world --ready started -- "
               "/tmp/nobody/program environment end 6")
     done = outer.exec("sh", "-c", script)
