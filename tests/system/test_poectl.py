@@ -137,12 +137,23 @@ def test_the_bank_limit_reaches_the_daemon_and_the_second_value_stays(world):
     settle(world, "the change", "bank", lambda seen: seen["bank"] == {"limit_w": 240, "second": second})
 
 
+def test_a_power_cycle_is_shown_while_it_is_pending(make_world):
+    world = make_world(speed=10)
+    done(world, "port", "1", "set", "--enable", "on", "--re-enable", "60")
+    world.wait_for("the setting", lambda: port(world, 1)["settings"]["re_enable_s"] == 60)
+    assert done(world, "cycle", "1") == "accepted: power-cycle of port 1\n"
+    pending = world.wait_for("the power-cycle", lambda: is_cycled(world, 1))
+    assert 0 <= pending["power_cycle"]["on_again_s"] <= 60 and not pending["settings"]["enabled"]
+
+
 def test_a_power_cycle_switches_a_port_off_and_on_again(make_world):
     world = make_world(speed=100)
     powered(world, 1, "5")
+    done(world, "port", "1", "set", "--re-enable", "40")  # many sweeps, however busy the machine is
+    world.wait_for("the setting", lambda: port(world, 1)["settings"]["re_enable_s"] == 40)
     assert done(world, "cycle", "1") == "accepted: power-cycle of port 1\n"
-    pending = world.wait_for("the power-cycle", lambda: is_cycled(world, 1))
-    assert 0 <= pending["power_cycle"]["on_again_s"] <= 10
+    on, off = "[Port0] Turn on PoE LED", "[Port0] Turn off PoE LED"
+    world.wait_for("off and on again", lambda: [line for line in world.stdout_lines() if line in (on, off)] == [on, off, on])
     world.wait_for("its end", lambda: not is_cycled(world, 1) and port(world, 1)["status"]["code"] == 1)
 
 
