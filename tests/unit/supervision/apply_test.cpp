@@ -453,7 +453,9 @@ TEST_F(applying, the_delay_counts_across_the_wrap_of_the_tick_counter) {
     enable(0);
     g_poe_thread_tick_cnt.set(0xFFFFFFF0);
     apply(message(143, {{1}}));
-    ticks_pass(49);
+    ticks_pass(1);
+    EXPECT_EQ(poe_do_reenable_port_power(), 0) << "the counter has not wrapped yet";
+    ticks_pass(48);
     EXPECT_EQ(poe_do_reenable_port_power(), 0);
     ticks_pass(1);
     EXPECT_EQ(poe_do_reenable_port_power(), 1);
