@@ -125,8 +125,9 @@ class World:
         """Starts the switch, and returns once it is ready."""
         reading, writing = os.pipe()
         with open(self.folder / "stdout", "ab") as out, open(self.folder / "stderr", "ab") as err:
+            # A test run that is killed leaves no switch behind.
             self.process = subprocess.Popen(
-                [self.prefix / "bin/vswitch", "run", "--world", self.folder, "--ready-fd", str(writing),
+                ["setpriv", "--pdeathsig", "TERM", self.prefix / "bin/vswitch", "run", "--world", self.folder, "--ready-fd", str(writing),
                  *map(str, self._options), "--", *map(str, self._command)],
                 stdin=subprocess.DEVNULL, stdout=out, stderr=err, pass_fds=[writing], env=self._environment)
         os.close(writing)
