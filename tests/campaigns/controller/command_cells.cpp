@@ -27,6 +27,7 @@ class command_bench {
         : command_(one), start_(make_scene(0, seed)), counts_(counts) {
         start_the_daemon(seed);
         judge_.chip_type_is_asked = one.name == "_rtl_system_chip_type_info_get";
+        judge_.is_transport_alone = one.name == transport_alone;
     }
 
     // Counters and marks as after a start.

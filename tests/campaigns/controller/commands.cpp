@@ -1,9 +1,11 @@
 #include "commands.h"
 
+#include <bit>
 #include <initializer_list>
 
 #include "controller/queries.h"
 #include "controller/settings.h"
+#include "controller/transport.h"
 
 namespace campaign {
 
@@ -327,6 +329,30 @@ void add_settings(std::vector<command>& list) {
                 [] { return _rtl_cfg_ver_save(1, 2, 3, 4, 5); }, {2});
 }
 
+// What the caller hands over comes back as it was, but for an accepted answer.
+command transport_by_itself() {
+    const frame request = request_of(0x42, {1});
+    values before(request.begin(), request.end());
+    before[vswitch::checksum_at] = 0;
+    return {.name = transport_alone,
+            .request = request,
+            .is_query = true,
+            .run =
+                [](values& held) {
+                    frame bytes{};
+                    for (std::size_t at = 0; at < bytes.size(); at++)
+                        bytes[at] = static_cast<std::uint8_t>(held[at]);
+                    auto given = std::bit_cast<controller_frame>(bytes);
+                    const int status = poe_kernel_drv_send_recv(driver_wait, given);
+                    bytes = std::bit_cast<frame>(given);
+                    held.assign(bytes.begin(), bytes.end());
+                    return status;
+                },
+            .before = before,
+            .decoded = [](const frame& f, const values&) { return values(f.begin(), f.end()); },
+            .result_bytes = {}};
+}
+
 }  // namespace
 
 const std::vector<command>& commands() {
@@ -334,6 +360,7 @@ const std::vector<command>& commands() {
         std::vector<command> all;
         add_queries(all);
         add_settings(all);
+        all.push_back(transport_by_itself());
         return all;
     }();
     return list;

@@ -24,6 +24,9 @@ struct command {
     std::vector<std::size_t> result_bytes;                // of a setting: a 1 in one of them is a refusal
 };
 
+// The transport by itself stands among the commands under this name: its record is the caller's frame.
+inline constexpr const char* transport_alone = "poe_kernel_drv_send_recv";
+
 // Every query and every setting; a port, index or bank for each where it takes one.
 const std::vector<command>& commands();
 

@@ -221,6 +221,10 @@ void line_judge::finish(int status) {
     state_ = idle;
     now_.status = status;
     heard_.push_back(now_);
+    if (is_transport_alone) {
+        if (status == -10) expect_marks();
+        return;
+    }
     switch (status) {
         case -1:
             expect_marks();

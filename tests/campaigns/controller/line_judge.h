@@ -50,6 +50,8 @@ class line_judge {
     std::uint64_t transactions() const { return counters_[total]; }
     // Two commands share a key; which of them speaks is known to who calls it.
     bool chip_type_is_asked = false;
+    // The transport by itself: no command says what became of the transaction, nor looks after its mark.
+    bool is_transport_alone = false;
     // The bring-up pauses between commands on its own account.
     bool is_bring_up = false;
 
