@@ -116,7 +116,8 @@ int poe_get_port_measurements(std::uint8_t port, std::uint16_t* voltage, std::ui
 
 int poe_get_new_port_status(std::uint8_t port, std::uint8_t*, std::uint8_t*, std::uint8_t* state, std::uint8_t* detail,
                             std::uint8_t* low, std::uint8_t* high, std::uint8_t* pair_mode, std::uint8_t* mib1,
-                            std::uint8_t* mib2, std::uint8_t* mib3, std::uint8_t* mib4, std::uint8_t* mib5) {
+                            std::uint8_t* mib2, std::uint8_t* mib3, std::uint8_t* mib4, std::uint8_t* mib5,
+                            int* mib_result) {
     port_status port_now{};
     int status = _rtl_port_status_get(port, port_now);
     if (status == controller_ok) {
@@ -137,6 +138,7 @@ int poe_get_new_port_status(std::uint8_t port, std::uint8_t*, std::uint8_t*, std
         hand_out(mib4, b7);
         hand_out(mib5, b6);
     }
+    hand_out(mib_result, counters_status);
     keep_failure(status, counters_status);
     return status;
 }

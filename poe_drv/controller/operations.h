@@ -19,11 +19,11 @@ int poe_get_port_measurements(std::uint8_t port, std::uint16_t* voltage, std::ui
 
 // Status, then event counters. `detail` is 255 unless the state is 4, `low` and `high` are 255 when it is. Nothing is
 // written to the spares. The fourth event counter takes the answer's byte 7, the fifth its byte 6. Returns the event
-// counters' failure if there was one, else the status's.
+// counters' failure if there was one, else the status's; `mib_result` tells the event counters' own result.
 int poe_get_new_port_status(std::uint8_t port, std::uint8_t* spare1, std::uint8_t* spare2, std::uint8_t* state,
                             std::uint8_t* detail, std::uint8_t* low, std::uint8_t* high, std::uint8_t* pair_mode,
                             std::uint8_t* mib1, std::uint8_t* mib2, std::uint8_t* mib3, std::uint8_t* mib4,
-                            std::uint8_t* mib5) REQUIRES(controller_user);
+                            std::uint8_t* mib5, int* mib_result = nullptr) REQUIRES(controller_user);
 
 // Voltage (0.1 V) and current of both pair sets of a port, in one answer; called with the port number.
 int poe_get_channel_measurements(std::uint8_t channel, std::uint16_t* voltage1, std::uint16_t* raw1,

@@ -155,6 +155,7 @@ void __fill_port_read_info_to_global_stu(std::uint8_t port, const port_reading& 
     if (reading.port_type < port_type_not_reported) record.port_type = reading.port_type;
     for (std::size_t i = 0; i < pair_set_count; i++)
         fill_channel(record.channel[i], reading.channel[i]);
+    if (reading.counters_are_old) return;
     for (std::size_t i = 0; i < event_counter_count; i++) {
         record.event_totals[i] += reading.event_counter[counter_of_total[i]];
     }

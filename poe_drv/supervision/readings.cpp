@@ -14,11 +14,13 @@ int port_read_info(std::uint8_t port) {
     auto& counter = reading.event_counter;
 
     poe_get_port_measurements(port, &reading.voltage, &reading.current, &reading.power, nullptr, &reading.temperature);
+    int counters_result = controller_ok;
     const int status_result =
         poe_get_new_port_status(port, nullptr, nullptr, &reading.codes.status, &reading.codes.error_code,
                                 &reading.codes.sub_status, &reading.codes.power_class, &reading.port_type, &counter[0],
-                                &counter[1], &counter[2], &counter[3], &counter[4]);
+                                &counter[1], &counter[2], &counter[3], &counter[4], &counters_result);
     reading.status_is_old = status_result != controller_ok;
+    reading.counters_are_old = counters_result != controller_ok;
     poe_get_channel_measurements(port, &a.voltage, &a.current, &b.voltage, &b.current);
     poe_get_new_channel_status(port, &a.codes.status, &a.codes.error_code, &a.codes.sub_status, &a.codes.power_class,
                                &b.codes.status, &b.codes.error_code, &b.codes.sub_status, &b.codes.power_class);

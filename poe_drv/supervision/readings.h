@@ -37,7 +37,8 @@ struct port_reading {
     std::uint8_t port_type;
     std::array<std::uint8_t, event_counter_count> event_counter;  // events since the previous poll
     std::array<channel_reading, pair_set_count> channel;          // pair set A, pair set B
-    bool status_is_old;  // this poll's status read failed: the codes are an earlier poll's
+    bool status_is_old;     // this poll's status read failed: the codes are an earlier poll's
+    bool counters_are_old;  // this poll's counters could not be read: they are an earlier poll's, which counted them
     bool operator==(const port_reading&) const = default;
 };
 

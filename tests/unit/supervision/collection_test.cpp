@@ -47,7 +47,8 @@ TEST_F(collection, copies_a_delivering_port_field_by_field) {
                .port_type = 1,
                .event_counter = {},
                .channel = {},
-               .status_is_old = false};
+               .status_is_old = false,
+               .counters_are_old = false};
     reading.channel[0] = {
         .voltage = 501, .current = 301, .codes = {.status = 2, .sub_status = 5, .error_code = 6, .power_class = 7}};
     reading.channel[1] = {
@@ -137,7 +138,8 @@ TEST_F(collection, cleaning_takes_voltage_current_third_measurement_and_class) {
                          .port_type = 9,
                          .event_counter = {1, 2, 3, 4, 5},
                          .channel = {},
-                         .status_is_old = false};
+                         .status_is_old = false,
+                         .counters_are_old = false};
     reading.channel[1] = {
         .voltage = 1, .current = 2, .codes = {.status = 3, .sub_status = 4, .error_code = 5, .power_class = 6}};
     __clean_energy_and_class(reading);
@@ -158,6 +160,36 @@ TEST_F(collection, event_totals_grow_by_the_counters_in_their_own_order) {
     EXPECT_THAT(recorded(3).event_totals, ElementsAre(2, 4, 16, 1, 8));
     collect_at(2);
     EXPECT_THAT(recorded(3).event_totals, ElementsAre(4, 8, 32, 2, 16));
+}
+
+TEST_F(collection, event_counters_that_a_poll_could_not_read_are_not_counted_again) {
+    enable_all_ports();
+    ports[3].delivers();
+    ports[3].counters = {0, 0, 0, 0, 7};
+    sweep();
+    EXPECT_THAT(recorded(3).event_totals, ElementsAre(0, 0, 0, 0, 7));
+    broken = {{counters_key, 3}};
+    testing::internal::CaptureStderr();
+    sweep();
+    testing::internal::GetCapturedStderr();
+    EXPECT_THAT(recorded(3).event_totals, ElementsAre(0, 0, 0, 0, 7));
+    broken = {};
+    ports[3].counters = {0, 0, 0, 0, 2};
+    sweep();
+    EXPECT_THAT(recorded(3).event_totals, ElementsAre(0, 0, 0, 0, 9));
+}
+
+TEST_F(collection, a_port_shows_the_events_of_its_last_good_poll_until_the_next_one) {
+    enable_all_ports();
+    ports[3].delivers();
+    ports[3].counters = {0, 1, 0, 0, 0};
+    sweep();
+    EXPECT_EQ(recorded(3).status, 3U);
+    broken = {{counters_key, 3}};
+    testing::internal::CaptureStderr();
+    sweep();
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(recorded(3).status, 3U);
 }
 
 TEST_F(collection, never_touches_what_the_polls_read) {

@@ -110,6 +110,20 @@ TEST_F(port_readings, a_status_is_old_when_either_half_of_its_read_fails_and_new
     EXPECT_FALSE(reading().status_is_old);
 }
 
+TEST_F(port_readings, event_counters_are_old_when_they_could_not_be_read) {
+    for (const int key : {0x44, 0x42, 0x4F, 0x4E}) {
+        broken = {{key, 2}};
+        port_read_info(2);
+        EXPECT_FALSE(reading().counters_are_old) << key;
+    }
+    broken = {{0x45, 2}};
+    port_read_info(2);
+    EXPECT_TRUE(reading().counters_are_old);
+    broken = {};
+    port_read_info(2);
+    EXPECT_FALSE(reading().counters_are_old);
+}
+
 TEST_F(port_readings, an_unpowered_port_is_zeros_but_for_its_temperature) {
     broken = {{0x42, 2}};
     port_read_info(2);
