@@ -1,0 +1,41 @@
+// Keeps the clients from accepting changes into the daemon's queue faster than it applies them: the queue has no bound,
+// and while anything is in it no port is polled. The first client marks power bank requests with a number; once a query
+// shows the mark, everything that was acknowledged before it is applied.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace campaign {
+
+class change_gate {
+  public:
+    // May one more change be sent? Counts it when it may.
+    bool enter() {
+        if (begun_.fetch_add(1) - applied_.load() < most_waiting) return true;
+        begun_.fetch_sub(1);
+        return false;
+    }
+    bool is_crowded() const { return begun_.load() - applied_.load() >= most_waiting / 2; }
+
+    std::uint16_t mark() const { return mark_.load(); }
+
+    // First client only, with what was acknowledged before the marked request is sent.
+    std::uint16_t next_mark(std::uint64_t acknowledged_before) {
+        acknowledged_at_mark_ = acknowledged_before;
+        return static_cast<std::uint16_t>(mark_.load() + 1);
+    }
+    void acknowledged_mark(std::uint16_t mark) { mark_.store(mark); }
+    void saw_mark() { applied_.store(acknowledged_at_mark_); }
+
+    std::atomic<std::uint64_t> acknowledged{0};
+
+  private:
+    static constexpr std::uint64_t most_waiting = 48;
+    std::atomic<std::uint64_t> begun_{0};
+    std::atomic<std::uint64_t> applied_{0};
+    std::atomic<std::uint16_t> mark_{0};
+    std::uint64_t acknowledged_at_mark_ = 0;
+};
+
+}  // namespace campaign
