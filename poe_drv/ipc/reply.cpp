@@ -10,7 +10,8 @@ namespace {
 
 constexpr suseconds_t longest_wait_us = 1000;
 
-// A reply that a client's name led back to us is a request of ours, whose reply would come back too, and so on for ever.
+// A reply that a client's name led back to us is a request of ours, whose reply would come back too, and so on for
+// ever.
 bool is_our_own_name(const ipc_peer& peer) {
     return std::strncmp(peer.path, external_socket_path, sizeof peer.path) == 0;
 }

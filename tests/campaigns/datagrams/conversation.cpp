@@ -81,6 +81,11 @@ void conversation::expect_nothing_more() {
     }
 }
 
+bool conversation::complain(const std::string& what) {
+    tally_.fail(what);
+    return false;
+}
+
 bool conversation::take_one() {
     const debt owed = owed_.front();
     owed_.pop_front();

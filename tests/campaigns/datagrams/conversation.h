@@ -42,6 +42,9 @@ class conversation {
     // After everybody has settled: whatever is there now is one too many.
     void expect_nothing_more();
 
+    // Something else that went wrong; always false.
+    bool complain(const std::string& what);
+
     const tally& counts() const { return tally_; }
     const client_memory& memory() const { return memory_; }
     std::size_t accepted_changes() const { return accepted_changes_; }  // acknowledged and to be applied

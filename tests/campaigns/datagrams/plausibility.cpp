@@ -199,6 +199,7 @@ std::string content(const expectation& expected, view payload, client_memory& me
         case 0:
             return system_parameters(payload);
         case 1:
+            memory.limits.at(expected.port) = word_at(payload, 8);
             return port_parameters(payload, expected.port);
         case 2:
             return all_ports(payload, parameter_block, port_parameters);

@@ -16,7 +16,8 @@ struct client_memory {
     std::array<std::uint64_t, 9> counts{};
     std::uint32_t deepest_queue = 0;
     std::uint32_t tick = 0;
-    std::uint16_t bank_mark = 0;  // the second number of the last power bank
+    std::array<std::uint32_t, ports> limits{};  // of the ports that were asked for one by one
+    std::uint16_t bank_mark = 0;                // the second number of the last power bank
 };
 
 // Empty when nothing is wrong.

@@ -18,14 +18,9 @@ class change_gate {
     }
     bool is_crowded() const { return begun_.load() - applied_.load() >= most_waiting / 2; }
 
-    std::uint16_t mark() const { return mark_.load(); }
-
-    // First client only, with what was acknowledged before the marked request is sent.
-    std::uint16_t next_mark(std::uint64_t acknowledged_before) {
-        acknowledged_at_mark_ = acknowledged_before;
-        return static_cast<std::uint16_t>(mark_.load() + 1);
-    }
-    void acknowledged_mark(std::uint16_t mark) { mark_.store(mark); }
+    // First client only: everything that is acknowledged before its marked request is sent ...
+    void sends_mark() { acknowledged_at_mark_ = acknowledged.load(); }
+    // ... is applied when it is.
     void saw_mark() { applied_.store(acknowledged_at_mark_); }
 
     std::atomic<std::uint64_t> acknowledged{0};
@@ -34,7 +29,6 @@ class change_gate {
     static constexpr std::uint64_t most_waiting = 48;
     std::atomic<std::uint64_t> begun_{0};
     std::atomic<std::uint64_t> applied_{0};
-    std::atomic<std::uint16_t> mark_{0};
     std::uint64_t acknowledged_at_mark_ = 0;
 };
 
