@@ -16,12 +16,12 @@ class change_gate {
         begun_.fetch_sub(1);
         return false;
     }
-    bool is_crowded() const { return begun_.load() - applied_.load() >= most_waiting / 2; }
+    bool is_full() const { return begun_.load() - applied_.load() >= most_waiting; }
 
     // First client only: everything that is acknowledged before its marked request is sent ...
     void sends_mark() { acknowledged_at_mark_ = acknowledged.load(); }
     // ... is applied when it is.
-    void saw_mark() { applied_.store(acknowledged_at_mark_); }
+    void reopen() { applied_.store(acknowledged_at_mark_); }
 
     std::atomic<std::uint64_t> acknowledged{0};
 

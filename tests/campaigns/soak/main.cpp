@@ -22,6 +22,7 @@ using namespace campaign;
 constexpr std::size_t datagrams_a_change = 500;
 constexpr std::size_t datagrams_a_step = 100;
 constexpr std::size_t datagrams_a_look = 10;
+constexpr std::size_t datagrams_a_rest = 500;
 constexpr std::size_t bank_mark_offset = 10;
 constexpr std::chrono::seconds patience{30};
 constexpr std::uint8_t set_bank = 142;
@@ -69,7 +70,7 @@ class client {
 
     void run(std::size_t datagrams) {
         for (std::size_t i = 0; i < datagrams; i++) {
-            if (marks_ && !keep_gate_open(i)) return;
+            if (marks_ && !tend_gate(i)) return;
             if (!conversation_.say(next())) return;
             acknowledge();
             if ((i + 1) % datagrams_a_step == 0) shared_.datagrams.went_on(datagrams_a_step);
@@ -172,16 +173,22 @@ class client {
     // Asks for the mark now and then, among its other requests.
     bool look_for_mark(std::size_t number) {
         if (conversation_.memory().bank_mark == awaited_) {
-            shared_.gate.saw_mark();
             is_awaiting_ = false;
+            reopens_at_ = number + datagrams_a_rest;
             return true;
         }
         return number % datagrams_a_look != 0 || conversation_.say(std::array{get_bank});
     }
 
-    bool keep_gate_open(std::size_t number) {
+    // Full, the gate stays closed until everything is applied and ports have been polled for a while.
+    bool tend_gate(std::size_t number) {
         if (is_awaiting_) return look_for_mark(number);
-        return !shared_.gate.is_crowded() || send_mark();
+        if (!shared_.gate.is_full()) return true;
+        if (reopens_at_ == 0) return send_mark();
+        if (number < reopens_at_) return true;
+        reopens_at_ = 0;
+        shared_.gate.reopen();
+        return true;
     }
 
     conversation conversation_;
@@ -191,6 +198,7 @@ class client {
     bool marks_;
     bool is_awaiting_ = false;
     std::uint16_t awaited_ = 0;
+    std::size_t reopens_at_ = 0;
     std::size_t told_ = 0;
     std::array<std::size_t, 256> requests_{};
 };
