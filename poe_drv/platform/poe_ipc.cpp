@@ -131,18 +131,19 @@ std::int64_t nanoseconds_of(const timeval& span) {
     return static_cast<std::int64_t>(span.tv_sec) * ns_per_second + static_cast<std::int64_t>(span.tv_usec) * ns_per_us;
 }
 
+// What cannot be asked counts as nothing, so that no reply is held back for it.
 bool is_more_than_half_full(int descriptor) {
     int unread = 0;
     int size = 0;
     socklen_t length = sizeof size;
-    return ioctl(descriptor, SIOCOUTQ, &unread) == 0 &&
-           getsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &size, &length) == 0 && unread > size / 2;
+    ioctl(descriptor, SIOCOUTQ, &unread);
+    getsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &size, &length);
+    return unread > size / 2;
 }
 
 // Only the one that a datagram socket is connected to may send to it.
 bool is_connected(const local_address& client) {
     const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (probe < 0) return false;
     const bool refused = connect(probe, generic(client), client.length) != 0 && errno == EPERM;
     close(probe);
     return refused;
