@@ -28,7 +28,7 @@ static_assert(wire_record<acknowledgement_message, 8>);
 inline constexpr int send_failed = -1;
 
 // Sends `length` bytes to the sender of a request, waiting at most 1 ms for room. Returns the send's result; -1 means
-// that the reply is lost, which it also is when the sender has no name, or one that is not a path, to send it to.
+// that the reply is lost, which it also is when the sender has no name, one that is not a path, or the daemon's own.
 int send_reply_bytes(int socket, const void* peer, const void* reply, int length);
 
 template <typename message>

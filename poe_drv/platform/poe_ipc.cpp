@@ -7,7 +7,9 @@
 #include <ctime>
 
 #include <fcntl.h>
+#include <linux/sockios.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -129,6 +131,31 @@ std::int64_t nanoseconds_of(const timeval& span) {
     return static_cast<std::int64_t>(span.tv_sec) * ns_per_second + static_cast<std::int64_t>(span.tv_usec) * ns_per_us;
 }
 
+// What cannot be asked counts as nothing, so that no reply is held back for it.
+bool is_more_than_half_full(int descriptor) {
+    int unread = 0;
+    int size = 0;
+    socklen_t length = sizeof size;
+    ioctl(descriptor, SIOCOUTQ, &unread);
+    getsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &size, &length);
+    return unread > size / 2;
+}
+
+// Only the one that a datagram socket is connected to may send to it.
+bool is_connected(const local_address& client) {
+    const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool refused = connect(probe, generic(client), client.length) != 0 && errno == EPERM;
+    close(probe);
+    return refused;
+}
+
+// The kernel holds as many unread datagrams as the buffer has room for on behalf of a client that connected its socket
+// to ours, and a few on behalf of any other. So connected clients share one half of the buffer, and the other half is
+// kept.
+bool is_kept_for_others(int descriptor, const local_address& client) {
+    return is_more_than_half_full(descriptor) && is_connected(client);
+}
+
 bool may_pass_later(int error) {
     return error == EAGAIN || error == ENOBUFS || error == EINTR;
 }
@@ -161,6 +188,7 @@ int __poe_drv_ipc_send(int socket, const void* peer, const void* data, int lengt
     const std::size_t path_length = strnlen(path, longest_name);
     if (path_length == 0) return -1;  // unnamed, or named outside the file system
     const local_address address = address_of(path, path_length);
+    if (is_kept_for_others(socket, address)) return -1;
 
     std::int64_t deadline_ns = 0;
     for (bool first = true;; first = false) {

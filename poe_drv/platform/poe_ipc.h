@@ -13,7 +13,8 @@ int __poe_drv_ipc_socket_and_bind_init(int* socket_out, const char* path);
 
 // Sends one datagram of `length` bytes to `peer`: a 16-bit address family followed by a path of at most 108 bytes,
 // ended by a zero when it is shorter. The send goes out at once when the peer has room; otherwise it is tried again for
-// at most `timeout` (null: not again). Never raises a signal. Returns the bytes sent, or -1.
+// at most `timeout` (null: not again). Refused at once for a client that is connected to `socket` while more than half
+// of the send buffer holds what clients have not read. Never raises a signal. Returns the bytes sent, or -1.
 int __poe_drv_ipc_send(int socket, const void* peer, const void* data, int length, struct timeval* timeout);
 
 }  // extern "C"

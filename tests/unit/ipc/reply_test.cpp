@@ -58,6 +58,16 @@ TEST_F(reply, nothing_is_sent_to_an_abstract_name) {
     EXPECT_TRUE(the_world.replies.empty());
 }
 
+TEST_F(reply, nothing_is_sent_to_the_daemons_own_name) {
+    const std::string own = "/tmp/poe_driver_ipc_socket_server.txt";
+    EXPECT_EQ(send_to(peer_named(own)), -1);
+    EXPECT_TRUE(the_world.replies.empty());
+
+    EXPECT_EQ(send_to(peer_named(own + "2")), 3);
+    EXPECT_EQ(send_to(peer_named(own.substr(0, own.size() - 1))), 3);
+    EXPECT_EQ(the_world.replies.size(), 2U);
+}
+
 TEST_F(reply, nothing_is_sent_to_another_address_family) {
     for (int family = 0; family <= UINT16_MAX; family++) {
         if (family == 1) continue;

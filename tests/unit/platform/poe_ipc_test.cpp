@@ -13,7 +13,9 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <linux/sockios.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -572,6 +574,57 @@ TEST_F(ipc_send, four_hundred_clients_that_never_read_leave_room_for_a_healthy_o
     for (int i = 0; i < 20; i++) {
         ASSERT_EQ(send_to(daemon, peer, reply, nullptr), 396) << "reply " << i;
         ASSERT_EQ(received_by(client), reply);
+    }
+}
+
+// Sends to a client that is connected to the daemon and does not read, until it gets nothing more.
+class ipc_send_to_a_connected_client : public ipc_send {
+  protected:
+    static constexpr int more_than_fit = 1000000;
+    const std::string reply = std::string(396, 'r');
+    const std::string connected_path = in_folder("connected");
+    descriptor connected = bound(connected_path);
+    std::vector<unsigned char> connected_peer = peer_bytes(AF_UNIX, connected_path);
+
+    ipc_send_to_a_connected_client() {
+        const auto [name, length] = address(server_path);
+        EXPECT_EQ(connect(connected.number, reinterpret_cast<const sockaddr*>(&name), length), 0);
+    }
+    int sent_without_a_read() {
+        int sent = 0;
+        while (sent < more_than_fit && send_to(daemon, connected_peer, reply, nullptr) > 0)
+            sent++;
+        return sent;
+    }
+};
+
+TEST_F(ipc_send_to_a_connected_client, one_that_never_reads_leaves_half_of_the_buffer_to_the_others) {
+    EXPECT_GT(sent_without_a_read(), 12);
+    const int before = open_descriptors();
+    EXPECT_EQ(send_to(daemon, connected_peer, reply, &ten_s), -1);
+    EXPECT_EQ(open_descriptors(), before);
+    int unread = 0;
+    ASSERT_EQ(ioctl(daemon.number, SIOCOUTQ, &unread), 0);
+    EXPECT_GT(unread, send_buffer_of(daemon.number) / 2);
+    EXPECT_LT(unread, send_buffer_of(daemon.number) * 3 / 4);
+    for (int i = 0; i < 20; i++) {
+        ASSERT_EQ(send_to(daemon, peer, reply, nullptr), 396) << "reply " << i;
+        ASSERT_EQ(received_by(client), reply);
+    }
+}
+
+TEST_F(ipc_send_to_a_connected_client, one_that_reads_again_is_answered_again) {
+    const int unread = sent_without_a_read();
+    for (int i = 0; i < unread; i++)
+        ASSERT_EQ(received_by(connected), reply);
+    EXPECT_EQ(send_to(daemon, connected_peer, reply, nullptr), 396);
+    EXPECT_EQ(received_by(connected), reply);
+}
+
+TEST_F(ipc_send_to_a_connected_client, one_that_reads_is_always_answered) {
+    for (int i = 0; i < 100; i++) {
+        ASSERT_EQ(send_to(daemon, connected_peer, reply, nullptr), 396);
+        ASSERT_EQ(received_by(connected), reply);
     }
 }
 
