@@ -17,6 +17,7 @@
 
 #include "fuzz.h"
 #include "models/switch_model.h"
+#include "steps.h"
 
 namespace fuzz {
 
@@ -61,12 +62,10 @@ class life {
     }
 
     void finish() {
-        for (const bool json : {false, true}) {
-            for (const std::vector<std::string>& words : whole_picture) {
-                const vswitch::verb_result seen = say(words, json);
-                must(seen.ok, "everything can be shown");
-                must(seen.text == twin_.verb(words, json).text, "a refused verb changes nothing");
-            }
+        for (const std::vector<std::string>& words : whole_picture) {
+            const vswitch::verb_result seen = say(words, false);
+            must(seen.ok && say(words, true).ok, "everything can be shown");
+            must(seen.text == twin_.verb(words, false).text, "a refused verb changes nothing");
         }
         for (std::uint8_t port = 0; port < 4; port++) {
             for (const std::uint8_t key : queries)
@@ -138,6 +137,105 @@ class life {
     std::uint64_t wait_ms_ = 0;
 };
 
+// --- inputs
+// -----------------------------------------------------------------------------------------------------------
+
+std::vector<std::string> lines_of(const std::string& text) {
+    std::vector<std::string> lines;
+    for (std::size_t from = 0; from < text.size();) {
+        const std::size_t to = std::min(text.find('\n', from), text.size());
+        lines.push_back(text.substr(from, to - from));
+        from = to + 1;
+    }
+    return lines;
+}
+
+constexpr std::array verbs{"plug",  "plug",  "unplug", "load",       "break",         "mend",    "link",
+                           "event", "fault", "answer", "controller", "latency",       "show",    "frames",
+                           "traps", "help",  "= show", "= frames",   "= fault",       "+",       ">",
+                           ">",     ">",     "= plug", "answer",     "clear-answers", "= traps", "fault"};
+constexpr std::array words{"1",
+                           "2",
+                           "3",
+                           "4",
+                           "0",
+                           "5",
+                           "8",
+                           "9",
+                           "255",
+                           "--class 8",
+                           "--class 3",
+                           "--legacy",
+                           "--dual",
+                           "--pairs 2",
+                           "--pairs 4",
+                           "--load 6.5",
+                           "--load 3,4",
+                           "--load \xFF",
+                           "12.25",
+                           "0.001",
+                           "90,15",
+                           "1000",
+                           "1000.001",
+                           "--broken short",
+                           "short",
+                           "open",
+                           "overload",
+                           "up",
+                           "down",
+                           "clear",
+                           "no-answer",
+                           "key-a",
+                           "key-b",
+                           "checksum",
+                           "ioctl",
+                           "delay",
+                           "cpld",
+                           "link",
+                           "--key 42",
+                           "--key 0x44",
+                           "--times 2",
+                           "--times 1000000000",
+                           "--ms 3600000",
+                           "--ms 5",
+                           "--errno 5",
+                           "--errno \xC3",
+                           "restart",
+                           "factory",
+                           "ports",
+                           "faults",
+                           "configuration",
+                           "--last 2",
+                           "--first 3",
+                           "--all",
+                           "--notes",
+                           "--settings",
+                           "--after 18446744073709551615",
+                           "00 01 02 03 04 05 06 07 08",
+                           "42",
+                           "4B/0",
+                           "01 00 00 01 01 01 02 01 03 01",
+                           "C0 01",
+                           "06 00 01 01 00 02 03",
+                           "05 00 01 04",
+                           "04 00 00 0B B8",
+                           "bad-signature"};
+
+std::string likely_line(chance& random) {
+    std::string line = verbs[below(random, verbs.size())];
+    if (below(random, 2) == 0) line += " " + std::to_string(1 + below(random, 4));
+    for (std::size_t left = below(random, 5); left > 0; left--)
+        line += std::string(" ") + words[below(random, words.size())];
+    return line;
+}
+
+void mutate_line(std::string& line) {
+    constexpr std::size_t longest = 200;
+    const std::size_t length = std::min(line.size(), longest);
+    line.resize(longest);
+    line.resize(LLVMFuzzerMutate(reinterpret_cast<std::uint8_t*>(line.data()), length, longest));
+}
+
 }  // namespace
 
 }  // namespace fuzz
@@ -153,4 +251,33 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     one.finish();
     return 0;
+}
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t capacity,
+                                               unsigned seed) {
+    using namespace fuzz;
+    chance random(seed);
+    std::vector<std::string> lines = lines_of({data, data + size});
+    const std::size_t way = below(random, 8);
+    if (way == 0) return LLVMFuzzerMutate(data, size, capacity);
+    if (lines.empty()) lines.emplace_back();
+    const std::size_t chosen = below(random, lines.size());
+    const auto place = lines.begin() + static_cast<std::ptrdiff_t>(chosen);
+    if (way < 4 && lines.size() < most_lines) {
+        lines.insert(place, likely_line(random));
+    } else if (way == 4) {
+        lines[chosen] += std::string(" ") + words[below(random, words.size())];
+    } else if (way == 5) {
+        lines.erase(place);
+    } else if (way == 6) {
+        std::swap(lines[chosen], lines[below(random, lines.size())]);
+    } else {
+        mutate_line(lines[chosen]);
+    }
+    std::string text;
+    for (const std::string& line : lines)
+        text += line + "\n";
+    const std::size_t length = std::min(text.size(), capacity);
+    std::copy_n(text.begin(), length, data);
+    return length;
 }
