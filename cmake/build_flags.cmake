@@ -12,6 +12,7 @@ set(CMAKE_INSTALL_RPATH "$ORIGIN/../lib")
 
 set(POE_SANITIZE "" CACHE STRING "Sanitizers for everything but the preload library: address,undefined or thread")
 option(POE_COVERAGE "Build with clang's source-based coverage" OFF)
+option(POE_FUZZ "Build the fuzz targets as libFuzzer programs" OFF)
 
 add_library(poe_build INTERFACE)
 target_compile_features(poe_build INTERFACE cxx_std_20)
@@ -27,6 +28,9 @@ if(POE_SANITIZE)
     target_compile_options(poe_instrumented INTERFACE
         -fsanitize=${POE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(poe_instrumented INTERFACE -fsanitize=${POE_SANITIZE})
+endif()
+if(POE_FUZZ)
+    target_compile_options(poe_instrumented INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 if(POE_COVERAGE)
     target_compile_options(poe_instrumented INTERFACE -fprofile-instr-generate -fcoverage-mapping)

@@ -9,12 +9,18 @@
 namespace {
 
 constexpr std::uint32_t largest_budget_w = 65535;
+constexpr std::size_t longest_file_read = 4096;
 
 constexpr bool is_space(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 constexpr bool is_digit(char c) {
     return c >= '0' && c <= '9';
+}
+
+void drop_last_number(std::string_view& text) {
+    while (!text.empty() && is_digit(text.back()))
+        text.remove_suffix(1);
 }
 
 }  // namespace
@@ -32,9 +38,12 @@ std::optional<std::uint16_t> parse_power_budget(std::string_view text) {
 }
 
 void read_power_budget_file() {
-    char text[4096];
-    const std::ptrdiff_t length = system_read_file(power_budget_path, text, sizeof text);
+    char bytes[longest_file_read];
+    const std::ptrdiff_t length = system_read_file(power_budget_path, bytes, sizeof bytes);
     if (length < 0) return;
-    const auto budget = parse_power_budget({text, static_cast<std::size_t>(length)});
+    std::string_view text{bytes, static_cast<std::size_t>(length)};
+    // A longer file goes on behind what was read, perhaps in the middle of a number: half of it is no budget.
+    if (text.size() == sizeof bytes) drop_last_number(text);
+    const auto budget = parse_power_budget(text);
     if (budget.has_value()) g_poe_power_budget = *budget;
 }

@@ -9,6 +9,6 @@
 // when there are no digits, a sign, or a larger number.
 std::optional<std::uint16_t> parse_power_budget(std::string_view text);
 
-// Takes the file's budget into g_poe_power_budget; a missing file, or one that holds no budget, leaves the default.
-// Start-up only.
+// Takes the file's budget into g_poe_power_budget; a missing file, or one that holds no budget in its first 4 KiB,
+// leaves the default. Start-up only.
 void read_power_budget_file();

@@ -220,6 +220,11 @@ json frame_json(const frame_entry& entry) {
         {"dictated", entry.forced}};
 }
 
+// Words of an operator, which stand in messages and in the log, may be any bytes: what is not UTF-8 is replaced.
+std::string text_of(const json& document) {
+    return document.dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
 }  // namespace
 
 std::string show_json(const switch_state& state, subject what) {
@@ -233,7 +238,7 @@ std::string show_json(const switch_state& state, subject what) {
     if (all || what == subject::counters) document["counters"] = counters_json(state);
     if (all || what == subject::configuration) document["configuration"] = both_configurations_json(state);
     if (all || what == subject::faults) document["faults"] = faults_json(state);
-    return document.dump();
+    return text_of(document);
 }
 
 std::string frames_json(const frame_log& log, const frame_choice& choice) {
@@ -244,16 +249,15 @@ std::string frames_json(const frame_log& log, const frame_choice& choice) {
     for (const note_entry* note : choose_notes(log, choice)) {
         notes.push_back({{"at_us", note->at_us}, {"before_frame", note->before_frame}, {"text", note->text}});
     }
-    return json{{"ok", true}, {"total", log.total()}, {"frames", frames}, {"notes", notes}}.dump();
+    return text_of({{"ok", true}, {"total", log.total()}, {"frames", frames}, {"notes", notes}});
 }
 
 std::string traps_json(const switch_state& state, std::size_t last) {
-    return json{{"ok", true}, {"total", state.counters.traps}, {"traps", trap_list_json(state, last)}}.dump();
+    return text_of({{"ok", true}, {"total", state.counters.traps}, {"traps", trap_list_json(state, last)}});
 }
 
-// Words of an operator may be any bytes: what is not UTF-8 is replaced.
 std::string message_json(bool ok, const std::string& text) {
-    return json{{"ok", ok}, {ok ? "text" : "error", text}}.dump(-1, ' ', false, json::error_handler_t::replace);
+    return text_of({{"ok", ok}, {ok ? "text" : "error", text}});
 }
 
 }  // namespace vswitch

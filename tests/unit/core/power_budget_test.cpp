@@ -95,6 +95,20 @@ TEST_F(power_budget_file, a_huge_file_is_read_no_further_than_needed) {
     EXPECT_EQ(g_poe_power_budget, 120);
 }
 
+TEST_F(power_budget_file, a_number_that_the_end_of_the_read_cuts_in_two_is_no_budget) {
+    for (const std::string& text : {std::string(4095, ' ') + "123", std::string(4094, ' ') + "123",
+                                    std::string(4096, '0') + "7", std::string(4096, '1')}) {
+        the_world.files[budget_file] = text;
+        read_power_budget_file();
+        EXPECT_EQ(g_poe_power_budget, 300) << text.size();
+    }
+    for (const std::string& text : {std::string(4092, ' ') + "123", std::string(4092, ' ') + "123 5"}) {
+        the_world.files[budget_file] = text;
+        read_power_budget_file();
+        EXPECT_EQ(g_poe_power_budget, 123) << text.size();
+    }
+}
+
 TEST_F(power_budget_file, the_largest_budget_is_counted_in_milliwatts_without_loss) {
     the_world.files[budget_file] = "65535";
     read_power_budget_file();

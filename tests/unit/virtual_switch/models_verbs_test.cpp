@@ -241,6 +241,11 @@ TEST_F(operators_switch, model_time_is_what_was_slept_and_what_the_answers_took)
     EXPECT_EQ(model.transact(9, request_of(0x40), 0).delay_us, 7U);
 }
 
+TEST_F(operators_switch, words_of_any_bytes_stand_in_the_log_as_json_can_hold_them) {
+    say("plug 1 --load \xFF --load 3");
+    EXPECT_THAT(say("frames --notes", true), testing::HasSubstr("plug 1 --load \xEF\xBF\xBD --load 3"));
+}
+
 std::string a_day_of(std::uint32_t seed) {
     struct bench_body : switch_bench {
         void TestBody() override {}

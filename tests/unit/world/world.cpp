@@ -27,6 +27,7 @@ struct driver_record {
 static_assert(sizeof(driver_record) == 16);
 
 void tell(const std::string& line) {
+    if (!the_world.keeps_story) return;
     the_world.story.push_back(line);
     if (the_world.witness) the_world.witness(line);
 }
@@ -113,7 +114,7 @@ int system_ioctl(int descriptor, unsigned long request, void* record) {
         driver_record transaction;
         std::memcpy(&transaction, record, sizeof transaction);
         the_world.frames.push_back({transaction.wait, transaction.frame});
-        tell("frame" + hex(transaction.frame));
+        if (the_world.keeps_story) tell("frame" + hex(transaction.frame));
         const int result = the_world.controller ? the_world.controller(transaction.wait, transaction.frame)
                                                 : plain_answer(transaction.wait, transaction.frame);
         std::memcpy(record, &transaction, sizeof transaction);
@@ -211,8 +212,12 @@ int system_open_pipe(const char* path) {
 }
 
 std::ptrdiff_t system_write(int descriptor, const void* data, std::size_t length) {
-    if (descriptor != pipe_descriptor) return write(descriptor, data, length);
     const auto* bytes = static_cast<const std::uint8_t*>(data);
+    if (descriptor != pipe_descriptor) {
+        if (!the_world.on_line) return write(descriptor, data, length);
+        the_world.on_line(descriptor, {reinterpret_cast<const char*>(bytes), length});
+        return static_cast<std::ptrdiff_t>(length);
+    }
     the_world.pipe_writes.push_back({pipe_path, {bytes, bytes + length}});
     return static_cast<std::ptrdiff_t>(length);
 }

@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -71,6 +72,9 @@ struct test_world {
     std::function<int(const system_time& span, system_time& left)> sleep_for;
     // Called with each line as it joins the story, and with "send" when a reply is sent.
     std::function<void(const std::string& line)> witness;
+    // Takes the lines for people; default: they go to standard output and standard error.
+    std::function<void(int descriptor, std::string_view line)> on_line;
+    bool keeps_story = true;  // false spares the time that the story costs; the witness then hears of sends alone
 
     // --- what was done; read by the test
     // ------------------------------------------------------------------------------
