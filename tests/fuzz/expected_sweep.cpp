@@ -151,6 +151,7 @@ void expected_sweep::poll(std::size_t number) {
         now.event = {0, answer[3], answer[4], answer[5], answer[7], answer[6]};
     }
     now.status_is_old = !status || !counted;
+    now.events_are_old = !counted;
     if (const auto measured = transaction(0x4F, 0, port_byte)) {
         for (const std::size_t i : {0U, 1U}) {
             now.channel[i].voltage = tenth_volts(word(*measured, 3 + 4 * i));
@@ -326,6 +327,7 @@ bool expected_sweep::collect_port(std::size_t number) {
         pair.current = now.channel[i].current;
         pair.power = pair.current * pair.voltage / 1000;
     }
+    if (now.events_are_old) return trap;
     constexpr std::array<std::size_t, 5> counted{2, 3, 5, 1, 4};
     for (std::size_t i = 0; i < 5; i++)
         kept.totals[i] += now.event[counted[i]];

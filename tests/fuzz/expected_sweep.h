@@ -35,6 +35,7 @@ struct expected_reading {
     std::array<unsigned, 6> event{};  // counters by their numbers, 1 to 5
     std::array<expected_channel, 2> channel{};
     bool status_is_old = false;
+    bool events_are_old = false;
 };
 
 struct expected_channel_record {
