@@ -67,7 +67,8 @@ std::string port_parameters(view block, std::size_t port) {
 }
 
 std::string system_status(view block) {
-    if (word_at(block, 0) % 1000 != 0) return "a power limit that is no number of watts";
+    // A power bank of more than 16 bits of tenths of a watt is cut by the controller.
+    if (word_at(block, 0) % 100 != 0) return "a power limit that is no number of tenths of a watt";
     if (block[16] > 1) return "an alarm that is neither raised nor not";
     return is_zero(block.subspan(17, 3)) ? "" : "something in the unused bytes";
 }
