@@ -37,10 +37,11 @@ if(POE_FUZZ)
 endif()
 if(POE_COVERAGE)
     # The daemon never ends by itself. So the counters live in a mapped file (%c), one a program for all of its runs (%m),
-    # which holds what was counted however a process ends.
+    # which holds what was counted however a process ends. Threads and processes count there together, so atomically: a
+    # branch that was not taken is only known as a difference of counts.
     set(profiles -fprofile-instr-generate=${CMAKE_BINARY_DIR}/profiles/%c%m.profraw)
     target_compile_options(poe_instrumented INTERFACE
-        ${profiles} -fcoverage-mapping "SHELL:-mllvm -runtime-counter-relocation")
+        ${profiles} -fcoverage-mapping -fprofile-update=atomic "SHELL:-mllvm -runtime-counter-relocation")
     target_link_options(poe_instrumented INTERFACE ${profiles})
 endif()
 
