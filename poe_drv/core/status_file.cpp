@@ -1,5 +1,6 @@
 #include "core/status_file.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 
@@ -18,7 +19,7 @@ void say_message_to_file(const char* message) {
     if (g_say_bye_bye_file_path == nullptr) return;
     static char command[longest_shell_command];
     const int length = std::snprintf(command, sizeof command, "echo \"%s\" > %s", message, g_say_bye_bye_file_path);
-    if (length < 0 || length >= longest_shell_command) return;
+    if (static_cast<std::size_t>(length) >= sizeof command) return;  // or, as a number below 0, not composed
     system_shell(command);
 }
 

@@ -25,7 +25,7 @@ struct ipc_message_row {
     ipc_handler handler;
 };
 
-constexpr ipc_message_row plain_query(ipc_type type, ipc_handler handler) {
+consteval ipc_message_row plain_query(ipc_type type, ipc_handler handler) {
     return {.type = type,
             .length = any_length,
             .size_error = nullptr,
@@ -34,7 +34,7 @@ constexpr ipc_message_row plain_query(ipc_type type, ipc_handler handler) {
 }
 
 // A request that is queued whole.
-constexpr ipc_message_row set_request(ipc_type type, const char* size_error, ipc_handler handler) {
+consteval ipc_message_row set_request(ipc_type type, const char* size_error, ipc_handler handler) {
     return {.type = type,
             .length = static_cast<int>(set_record_length(type)),
             .size_error = size_error,
@@ -109,17 +109,18 @@ constexpr const ipc_message_row* find_ipc_message(std::uint8_t type) {
 
 // The table proves itself: every type once and in order, a text exactly where a length is asked for, lengths that can
 // arrive, a payload only where one is sure to be there, and every queued request at its queued length.
-static_assert(std::adjacent_find(ipc_messages.begin(), ipc_messages.end(), [](const auto& row, const auto& next) {
-                  return row.type >= next.type;
-              }) == ipc_messages.end());
-static_assert(std::all_of(ipc_messages.begin(), ipc_messages.end(), [](const auto& row) {
+static_assert(std::adjacent_find(ipc_messages.begin(), ipc_messages.end(),
+                                 [](const ipc_message_row& row, const ipc_message_row& next) {
+                                     return row.type >= next.type;
+                                 }) == ipc_messages.end());
+static_assert(std::all_of(ipc_messages.begin(), ipc_messages.end(), [](const ipc_message_row& row) {
     return row.handler != nullptr && (row.length == any_length) == (row.size_error == nullptr);
 }));
-static_assert(std::all_of(ipc_messages.begin(), ipc_messages.end(), [](const auto& row) {
+static_assert(std::all_of(ipc_messages.begin(), ipc_messages.end(), [](const ipc_message_row& row) {
     return row.length == any_length ||
            (row.length > static_cast<int>(sizeof(ipc_envelope)) && row.length <= static_cast<int>(longest_message));
 }));
-static_assert(std::all_of(ipc_messages.begin(), ipc_messages.end(), [](const auto& row) {
+static_assert(std::all_of(ipc_messages.begin(), ipc_messages.end(), [](const ipc_message_row& row) {
     return row.argument == handed_over::message || row.length != any_length;
 }));
 static_assert([] {

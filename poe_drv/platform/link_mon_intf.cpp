@@ -26,7 +26,7 @@ struct interface_name {
 
 // The four names of a comma-separated list; nothing when it is another number of names, or one of them is empty or
 // longer than the kernel allows.
-constexpr std::optional<std::array<interface_name, port_count>> split_names(const char* list) {
+consteval std::optional<std::array<interface_name, port_count>> split_names(const char* list) {
     std::array<interface_name, port_count> names{};
     std::size_t port = 0;
     std::size_t length = 0;

@@ -35,13 +35,9 @@ bool write_all(int descriptor, const char* data, std::size_t length) {
 // Makes a new or changed name in the folder of `path` durable.
 void sync_folder_of(const char* path) {
     const char* slash = std::strrchr(path, '/');
-    const std::size_t length = slash == nullptr ? 0 : static_cast<std::size_t>(slash - path) + 1;
-    char folder[longest_path] = ".";
-    if (length >= sizeof folder) return;
-    if (length > 0) {
-        std::memcpy(folder, path, length);
-        folder[length] = '\0';
-    }
+    const int length = slash == nullptr ? 1 : static_cast<int>(slash - path) + 1;
+    char folder[longest_path];
+    std::snprintf(folder, sizeof folder, "%.*s", length, slash == nullptr ? "." : path);
     const int descriptor = open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0) return;
     fsync(descriptor);

@@ -1,5 +1,6 @@
 #include "stats/statistics_text.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -55,7 +56,7 @@ statistics_text compose_statistics_text(const port_stats_records& records) {
         const int written = std::snprintf(
             text.bytes.data() + text.length, text.bytes.size() - text.length, "%d, %ld, %lld\n", static_cast<int>(port),
             static_cast<long>(records[port].powered_s), static_cast<long long>(records[port].energy_mws));
-        if (written > 0) text.length += static_cast<std::size_t>(written);
+        text.length += static_cast<std::size_t>(std::max(written, 0));
     }
     return text;
 }

@@ -152,41 +152,50 @@ bool is_due(std::uint8_t port, std::uint32_t now) EXCLUDES(g_mutex_poe_tick_thre
 int poe_talk_with_kernel_ipc_proccess(const void* record, int length) {
     if (length < static_cast<int>(sizeof(ipc_envelope))) return 0;
     switch (static_cast<ipc_type>(record_from<ipc_envelope>(record).type)) {
-        case ipc_type::set_sys_pwr_pmt: {
-            const auto request = request_in<system_parameters_message>(record, length);
-            return request ? apply_system_parameters(request->block) : 0;
-        }
-        case ipc_type::set_one_port_pmt: {
-            auto request = request_in<one_port_parameters_message>(record, length);
-            return request ? poe_talk_with_kernel_ipc_proccess_change_one_port_pmt(request->block) : 0;
-        }
-        case ipc_type::set_all_port_same_pmt: {
-            const auto request = request_in<one_port_parameters_message>(record, length);
-            return request ? apply_same_parameters(*request) : 0;
-        }
-        case ipc_type::set_all_port_pmt: {
-            const auto request = request_in<all_port_parameters_message>(record, length);
-            return request ? apply_all_parameters(*request) : 0;
-        }
-        case ipc_type::set_one_port_sch_on_off: {
-            const auto request = request_in<one_port_schedule_message>(record, length);
-            return request ? apply_schedule_state(request->entry.port, request->entry.Sch_On_Off) : 0;
-        }
-        case ipc_type::set_all_port_sch_on_off: {
-            const auto request = request_in<all_port_schedule_message>(record, length);
-            return request ? apply_schedule_states(*request) : 0;
-        }
-        case ipc_type::set_pwr_bnk_pmt: {
-            const auto request = request_in<power_bank_message>(record, length);
-            return request ? apply_power_bank(*request) : 0;
-        }
-        case ipc_type::set_re_enable_port_list: {
-            const auto request = request_in<port_bitmap_message>(record, length);
-            return request ? apply_power_cycle(*request) : 0;
-        }
+        case ipc_type::set_sys_pwr_pmt:
+            if (const auto request = request_in<system_parameters_message>(record, length)) {
+                return apply_system_parameters(request->block);
+            }
+            break;
+        case ipc_type::set_one_port_pmt:
+            if (auto request = request_in<one_port_parameters_message>(record, length)) {
+                return poe_talk_with_kernel_ipc_proccess_change_one_port_pmt(request->block);
+            }
+            break;
+        case ipc_type::set_all_port_same_pmt:
+            if (const auto request = request_in<one_port_parameters_message>(record, length)) {
+                return apply_same_parameters(*request);
+            }
+            break;
+        case ipc_type::set_all_port_pmt:
+            if (const auto request = request_in<all_port_parameters_message>(record, length)) {
+                return apply_all_parameters(*request);
+            }
+            break;
+        case ipc_type::set_one_port_sch_on_off:
+            if (const auto request = request_in<one_port_schedule_message>(record, length)) {
+                return apply_schedule_state(request->entry.port, request->entry.Sch_On_Off);
+            }
+            break;
+        case ipc_type::set_all_port_sch_on_off:
+            if (const auto request = request_in<all_port_schedule_message>(record, length)) {
+                return apply_schedule_states(*request);
+            }
+            break;
+        case ipc_type::set_pwr_bnk_pmt:
+            if (const auto request = request_in<power_bank_message>(record, length)) {
+                return apply_power_bank(*request);
+            }
+            break;
+        case ipc_type::set_re_enable_port_list:
+            if (const auto request = request_in<port_bitmap_message>(record, length)) {
+                return apply_power_cycle(*request);
+            }
+            break;
         default:
-            return 0;
+            break;
     }
+    return 0;
 }
 
 int poe_talk_with_kernel_ipc_proccess_change_one_port_pmt(port_parameter_block& block) {

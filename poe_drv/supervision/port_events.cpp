@@ -15,23 +15,18 @@ constexpr said_by start_up_trap_begun{.function = "set_trap_meg_and_poe_led", .l
 // Moves the start-up trap on; false when the port is to be left alone.
 bool pass_start_up_gate(std::uint8_t port) {
     if (poe_drv_already_sent_startup_trap != 0 || !system_file_exists(start_up_trap_flag_path)) return true;
-    switch (start_up_trap_gate(port, poe_drv_do_sent_startup_trap == 1)) {
-        case start_up_gate::open:
-            return true;
-        case start_up_gate::closed:
-            return false;
-        case start_up_gate::begins:
-            poe_drv_do_sent_startup_trap = 1;
-            say("[%s() , %d]: poe_drv_do_sent_startup_trap: %d\n", start_up_trap_begun.function,
-                start_up_trap_begun.line, poe_drv_do_sent_startup_trap);
-            return true;
-        case start_up_gate::ends:
-            poe_drv_already_sent_startup_trap = 1;
-            say("[%s() , %d]: poe_drv_already_sent_startup_trap: %d\n", start_up_trap_sent.function,
-                start_up_trap_sent.line, poe_drv_already_sent_startup_trap);
-            return true;
+    const start_up_gate gate = start_up_trap_gate(port, poe_drv_do_sent_startup_trap == 1);
+    if (gate == start_up_gate::begins) {
+        poe_drv_do_sent_startup_trap = 1;
+        say("[%s() , %d]: poe_drv_do_sent_startup_trap: %d\n", start_up_trap_begun.function, start_up_trap_begun.line,
+            poe_drv_do_sent_startup_trap);
     }
-    return false;
+    if (gate == start_up_gate::ends) {
+        poe_drv_already_sent_startup_trap = 1;
+        say("[%s() , %d]: poe_drv_already_sent_startup_trap: %d\n", start_up_trap_sent.function,
+            start_up_trap_sent.line, poe_drv_already_sent_startup_trap);
+    }
+    return gate != start_up_gate::closed;
 }
 
 port_change_question question_about(const port_stu& record, const port_reading& reading) {

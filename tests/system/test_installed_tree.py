@@ -34,7 +34,7 @@ def test_the_daemon_needs_the_platform_libraries_and_what_every_c_plus_plus_prog
 
 
 # A sanitizer's runtime brings libraries of its own.
-@pytest.mark.only_if(not is_instrumented())
+@pytest.mark.only_if(not is_instrumented() and not is_instrumented(by="llvm_profile"))
 def test_the_daemon_needs_nothing_of_the_c_plus_plus_library_at_run_time():
     assert needed(DAEMON) == sorted([*PLATFORM_LIBRARIES, "libc.so.6"])
 

@@ -38,9 +38,10 @@ SANITIZER_REPORT = re.compile(r"ERROR: \w+Sanitizer|WARNING: ThreadSanitizer|: r
 LARGEST_REPLY = 4096
 
 
-def is_instrumented(by="[at]"):
-    """Is the daemon under test built with the address (a) or thread (t) sanitizer?"""
-    return re.search(f"__{by}san_init".encode(), (PREFIX / "sbin/poe_drv").read_bytes()) is not None
+def is_instrumented(by="[at]san_init"):
+    """Is the daemon under test built with the address (asan_init) or thread (tsan_init) sanitizer? Or, only when that is
+    asked for, to count what runs (llvm_profile)?"""
+    return re.search(f"__{by}".encode(), (PREFIX / "sbin/poe_drv").read_bytes()) is not None
 
 
 class Refused(Exception):
@@ -233,7 +234,7 @@ class World:
 
     def daemon_threads(self):
         """How many threads of its own the daemon runs; the thread sanitizer brings one more."""
-        return len(os.listdir(f"/proc/{self.daemon()['pid']}/task")) - is_instrumented(by="t")
+        return len(os.listdir(f"/proc/{self.daemon()['pid']}/task")) - is_instrumented(by="tsan_init")
 
     def daemon(self):
         """running, ready, pid, starts, exit_status, signal"""

@@ -3,13 +3,17 @@
 #include "platform/link_mon_intf.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
 #include <dlfcn.h>
+#include <linux/rtnetlink.h>
+#include <net/if.h>
 #include <sys/resource.h>
 
+#include "kernel_refusals.h"
 #include "own_network.h"
 #include "temporary_folder.h"
 
@@ -179,6 +183,66 @@ TEST_F(link_monitor, the_query_fails_when_the_system_cannot_be_asked_and_recover
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &former), 0);
     EXPECT_NE(result, 0);
     EXPECT_EQ(links(), "down down down down");
+}
+
+TEST_F(link_monitor, a_question_that_cannot_be_sent_fails_the_query_and_the_next_one_is_right_again) {
+    make_cable("lan1", "lan2");
+    bring_up("lan1");
+    bring_up("lan2");
+    const int before = open_descriptors();
+    next_calls_end(kernel_call::sendto, {0, ENOBUFS});
+    EXPECT_EQ(links(), "failed with -1");
+    EXPECT_TRUE(everything_was_handed_out());
+    EXPECT_EQ(open_descriptors(), before);
+    EXPECT_EQ(links(), "up up down down");
+}
+
+TEST_F(link_monitor, an_answer_that_a_signal_interrupts_is_heard_all_the_same) {
+    make_cable("lan1", "lan2");
+    bring_up("lan1");
+    bring_up("lan2");
+    next_calls_end(kernel_call::recvfrom, {EINTR, EINTR});
+    EXPECT_EQ(links(), "up up down down");
+    EXPECT_TRUE(everything_was_handed_out());
+}
+
+TEST_F(link_monitor, an_answer_that_does_not_come_fails_the_query_and_the_next_one_is_right_again) {
+    next_calls_end(kernel_call::recvfrom, {EAGAIN});
+    EXPECT_EQ(links(), "failed with -1");
+    EXPECT_TRUE(everything_was_handed_out());
+    EXPECT_EQ(links(), "down down down down");
+}
+
+constexpr std::uint32_t up_with_carrier = IFF_UP | 0x10000;
+
+TEST_F(link_monitor, what_another_process_says_is_not_taken_for_the_kernels_answer) {
+    next_message_is({.sender = 4711, .sequence = 1, .type = RTM_NEWLINK, .flags = up_with_carrier, .error = 0});
+    EXPECT_EQ(links(), "down down down down");
+    EXPECT_TRUE(everything_was_handed_out());
+}
+
+TEST_F(link_monitor, the_answer_to_another_question_is_not_taken_for_the_one_to_this) {
+    next_message_is({.sender = 0, .sequence = 2, .type = RTM_NEWLINK, .flags = up_with_carrier, .error = 0});
+    EXPECT_EQ(links(), "down down down down");
+    EXPECT_TRUE(everything_was_handed_out());
+}
+
+TEST_F(link_monitor, an_answer_of_the_kernel_counts) {
+    next_message_is({.sender = 0, .sequence = 1, .type = RTM_NEWLINK, .flags = up_with_carrier, .error = 0});
+    EXPECT_EQ(links(), "up down down down");
+    EXPECT_TRUE(everything_was_handed_out());
+}
+
+TEST_F(link_monitor, a_kernel_that_refuses_for_another_reason_than_a_missing_interface_fails_the_query) {
+    next_message_is({.sender = 0, .sequence = 1, .type = NLMSG_ERROR, .flags = 0, .error = -EPERM});
+    EXPECT_EQ(links(), "failed with -1");
+    EXPECT_TRUE(everything_was_handed_out());
+}
+
+TEST_F(link_monitor, an_answer_of_another_kind_fails_the_query) {
+    next_message_is({.sender = 0, .sequence = 1, .type = NLMSG_DONE, .flags = up_with_carrier, .error = 0});
+    EXPECT_EQ(links(), "failed with -1");
+    EXPECT_TRUE(everything_was_handed_out());
 }
 
 TEST_F(link_monitor, the_installed_library_answers_too) {

@@ -23,6 +23,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "kernel_refusals.h"
 #include "temporary_folder.h"
 
 namespace {
@@ -331,6 +332,53 @@ TEST_F(ipc_library, of_daemons_that_start_over_a_stale_file_in_the_same_moment_e
     }
 }
 
+// --- binding a name where the kernel refuses ---
+
+class refused_bind : public ipc_library {
+  protected:
+    // A socket file that nobody answers on, which a daemon would replace.
+    void leave_a_stale_file() { bound(server_path); }
+    void expect_refused_now() {
+        expect_refused(server_path);
+        EXPECT_TRUE(everything_was_handed_out());
+    }
+    void expect_refused_over_the_stale_file() {
+        const ino_t file = status_of(server_path).st_ino;
+        expect_refused_now();
+        EXPECT_EQ(status_of(server_path).st_ino, file);
+    }
+};
+
+TEST_F(refused_bind, without_a_socket_there_is_no_name) {
+    next_calls_end(kernel_call::socket, {EMFILE});
+    expect_refused_now();
+    EXPECT_FALSE(exists(server_path));
+}
+
+TEST_F(refused_bind, a_name_that_is_gone_when_it_is_looked_at_is_not_tried_again) {
+    next_calls_end(kernel_call::bind, {EADDRINUSE});
+    expect_refused_now();
+    EXPECT_FALSE(exists(server_path));
+}
+
+TEST_F(refused_bind, a_stale_file_stays_when_nobody_can_ask_whether_it_is_stale) {
+    leave_a_stale_file();
+    next_calls_end(kernel_call::socket, {0, EMFILE});
+    expect_refused_over_the_stale_file();
+}
+
+TEST_F(refused_bind, a_stale_file_that_cannot_be_removed_stays) {
+    leave_a_stale_file();
+    next_calls_end(kernel_call::unlink, {EROFS});
+    expect_refused_over_the_stale_file();
+}
+
+TEST_F(refused_bind, a_stale_name_that_somebody_else_takes_first_is_theirs) {
+    leave_a_stale_file();
+    next_calls_end(kernel_call::bind, {0, EADDRINUSE});
+    expect_refused_now();
+}
+
 int send_buffer_of(int number) {
     int size = 0;
     socklen_t length = sizeof size;
@@ -543,6 +591,24 @@ TEST_F(ipc_send, signals_neither_shorten_nor_end_the_wait) {
     ASSERT_EQ(sigaction(SIGALRM, &former, nullptr), 0);
     EXPECT_GE(taken, milliseconds(40));
     EXPECT_LT(taken, milliseconds(40) + promptly);
+}
+
+TEST_F(ipc_send, a_send_that_memory_or_a_signal_holds_up_goes_out_within_the_timeout) {
+    for (const int error : {ENOBUFS, EINTR, EAGAIN}) {
+        next_calls_end(kernel_call::sendto, {error, error});
+        EXPECT_EQ(send_to(daemon, peer, "reply", &ten_s), 5) << std::strerror(error);
+        EXPECT_EQ(received_by(client), "reply") << std::strerror(error);
+        EXPECT_TRUE(everything_was_handed_out());
+    }
+}
+
+TEST_F(ipc_send, a_send_that_would_go_out_later_fails_at_once_without_a_timeout) {
+    for (const int error : {ENOBUFS, EINTR, EAGAIN}) {
+        next_calls_end(kernel_call::sendto, {error});
+        EXPECT_EQ(send_to(daemon, peer, "reply", nullptr), -1) << std::strerror(error);
+        EXPECT_EQ(received_by(client), std::nullopt) << std::strerror(error);
+        EXPECT_TRUE(everything_was_handed_out());
+    }
 }
 
 TEST_F(ipc_send, the_timeout_is_left_as_it_was) {

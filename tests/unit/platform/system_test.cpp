@@ -19,6 +19,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "kernel_refusals.h"
 #include "temporary_folder.h"
 
 #if defined(__has_feature)
@@ -224,6 +225,22 @@ TEST_F(system_door, reading_never_waits_for_a_pipes_writer) {
     const int silent_writer = open(path.c_str(), O_RDWR);
     EXPECT_EQ(read_by_door(path), "-1");
     close(silent_writer);
+}
+
+TEST_F(system_door, a_file_whose_reading_a_signal_interrupts_is_read_whole) {
+    write_file(path, "0123456789");
+    next_calls_end(kernel_call::read, {EINTR, 0, EINTR});
+    EXPECT_EQ(read_by_door(path, 100), "0123456789");
+    EXPECT_TRUE(everything_was_handed_out());
+}
+
+TEST_F(system_door, a_medium_that_fails_while_a_file_is_read_gives_minus_1) {
+    write_file(path, "0123456789");
+    const int before = open_descriptors();
+    next_calls_end(kernel_call::read, {0, EIO});
+    EXPECT_EQ(read_by_door(path, 100), "-1");
+    EXPECT_TRUE(everything_was_handed_out());
+    EXPECT_EQ(open_descriptors(), before);
 }
 
 // --- appending ---
