@@ -24,6 +24,10 @@ target_compile_options(poe_build INTERFACE
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
     # clang 19 blames us for what g++ 12's own stable_sort calls, and a test for handing out a record that it guards.
     "$<${clang_19}:-Wno-deprecated-declarations;-Wno-thread-safety-reference-return>")
+# A 32-bit machine counts seconds and file sizes in 64 bits, too.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    target_compile_definitions(poe_build INTERFACE _TIME_BITS=64 _FILE_OFFSET_BITS=64)
+endif()
 
 # Sanitizers and coverage apart from poe_build, because the preload library must load into uninstrumented shells too.
 add_library(poe_instrumented INTERFACE)
@@ -58,3 +62,11 @@ endif()
 add_library(poe_daemon_dialect INTERFACE)
 target_compile_options(poe_daemon_dialect INTERFACE -fno-exceptions -fno-rtti -fno-threadsafe-statics)
 target_link_libraries(poe_daemon_dialect INTERFACE poe_build poe_instrumented poe_hardened)
+
+# For the programs and shared libraries in that dialect: the compiler's own arithmetic, such as 64-bit division on a
+# 32-bit machine, goes into them, not into one more library that the switch must have.
+add_library(poe_self_contained INTERFACE)
+target_link_options(poe_self_contained INTERFACE LINKER:--as-needed)
+if(NOT POE_SANITIZE)
+    target_link_options(poe_self_contained INTERFACE -static-libgcc)
+endif()

@@ -53,9 +53,11 @@ std::string_view take_line(std::string_view& text) {
 statistics_text compose_statistics_text(const port_stats_records& records) {
     statistics_text text{};
     for (std::size_t port = 0; port < records.size(); port++) {
-        const int written = std::snprintf(
-            text.bytes.data() + text.length, text.bytes.size() - text.length, "%d, %ld, %lld\n", static_cast<int>(port),
-            static_cast<long>(records[port].powered_s), static_cast<long long>(records[port].energy_mws));
+        // Wider than the seconds: on every machine they are told without a sign.
+        const int written =
+            std::snprintf(text.bytes.data() + text.length, text.bytes.size() - text.length, "%d, %lld, %lld\n",
+                          static_cast<int>(port), static_cast<long long>(records[port].powered_s),
+                          static_cast<long long>(records[port].energy_mws));
         text.length += static_cast<std::size_t>(std::max(written, 0));
     }
     return text;

@@ -4,7 +4,7 @@ import subprocess
 
 import pytest
 
-from world import World
+from world import CC, World
 
 FIXTURES = pathlib.Path(__file__).parent / "fixtures"
 
@@ -54,7 +54,7 @@ def world(make_world):
 def stand_in(tmp_path_factory):
     """A small program in the daemon's place: see fixtures/stand_in.c."""
     program = tmp_path_factory.mktemp("stand-in") / "stand_in"
-    subprocess.run(["cc", "-O1", "-Wall", "-Werror", "-o", program, FIXTURES / "stand_in.c"], check=True)
+    subprocess.run([CC, "-O1", "-Wall", "-Werror", "-o", program, FIXTURES / "stand_in.c"], check=True)
     return program
 
 

@@ -2,6 +2,7 @@
 import os
 import pathlib
 import re
+import shlex
 import shutil
 import socket
 import stat
@@ -9,7 +10,7 @@ import subprocess
 
 import pytest
 
-from world import PREFIX, is_instrumented
+from world import IS_EMULATED, PREFIX, is_instrumented, words_that_start
 
 EXTERNAL, RX, TX = (f"poe_driver_ipc_socket_{name}.txt"
                     for name in ("server", "internal_rx_server", "internal_tx_server"))
@@ -19,6 +20,7 @@ RUNNING = "poe user space driver running.\n"
 NO_CONTROLLER = "poe device driver open(...) fail!"
 BUDGET = "poe_external_set_power_budget.txt"
 DAEMON = PREFIX / "sbin/poe_drv"
+DAEMON_BEHIND_DASHES = ["--", *words_that_start(DAEMON), "/tmp/poe_status"]
 MIB = 1 << 20
 
 
@@ -292,8 +294,8 @@ def test_a_missing_controller_is_fatal(prepared):
     assert (world.tmp / TX).is_socket() and not (world.tmp / "poe_driver_chip_information.txt").exists()
 
 
-# A sanitizer needs more address space than can be limited.
-@pytest.mark.only_if(not is_instrumented())
+# A sanitizer or an emulator needs more address space than can be limited.
+@pytest.mark.only_if(not is_instrumented() and not IS_EMULATED)
 @pytest.mark.parametrize("stack, who", [(2048, "poe_thread_tick_init_and_start"), (768, "poe_thread_init_and_start")])
 def test_a_thread_that_cannot_be_created_is_fatal(prepared, parent, stack, who):
     world = prepared(program=parent, arguments=["stack", stack * MIB, "memory", 1024 * MIB, "--", DAEMON,
@@ -308,7 +310,7 @@ def test_a_thread_that_cannot_be_created_is_fatal(prepared, parent, stack, who):
 
 
 def test_closed_standard_streams_are_opened_on_nothing(prepared, parent):
-    world = prepared(program=parent, arguments=["close", 0, "close", 1, "close", 2, "--", DAEMON, "/tmp/poe_status"])
+    world = prepared(program=parent, arguments=["close", 0, "close", 1, "close", 2, *DAEMON_BEHIND_DASHES])
     world.start_daemon()
     pid = world.daemon()["pid"]
     assert [os.readlink(f"/proc/{pid}/fd/{standard}") for standard in range(3)] == ["/dev/null"] * 3
@@ -316,7 +318,7 @@ def test_closed_standard_streams_are_opened_on_nothing(prepared, parent):
 
 
 def test_only_the_stream_that_is_closed_is_opened(prepared, parent):
-    world = prepared(program=parent, arguments=["close", 1, "--", DAEMON, "/tmp/poe_status"])
+    world = prepared(program=parent, arguments=["close", 1, *DAEMON_BEHIND_DASHES])
     world.start_daemon()
     assert os.readlink(f"/proc/{world.daemon()['pid']}/fd/1") == "/dev/null"
     assert world.stderr_lines()[-1].endswith("poe_mcu_must_do_init_then_save = 1")
@@ -325,7 +327,7 @@ def test_only_the_stream_that_is_closed_is_opened(prepared, parent):
 @pytest.mark.parametrize("streams", [[1], [2], [1, 2]])
 def test_a_broken_pipe_on_its_streams_never_ends_the_daemon(prepared, parent, streams):
     words = [word for stream in streams for word in ("unread", stream)]
-    world = prepared(program=parent, arguments=[*words, "--", DAEMON, "/tmp/poe_status"])
+    world = prepared(program=parent, arguments=[*words, *DAEMON_BEHIND_DASHES])
     world.start_daemon()
     # A refused request makes the main thread write a line of its own.
     assert world.ask(bytes([129]) + bytes(7) + bytes([4]) + bytes(11))[7] == 1
@@ -334,5 +336,6 @@ def test_a_broken_pipe_on_its_streams_never_ends_the_daemon(prepared, parent, st
 
 def test_full_standard_streams_never_end_the_daemon(prepared):
     world = prepared()
-    done = world.exec("sh", "-c", f"exec {DAEMON} /tmp/poe_status >/dev/full 2>&1", attach=False)
+    words = shlex.join(map(str, DAEMON_BEHIND_DASHES[1:]))
+    done = world.exec("sh", "-c", f"exec {words} >/dev/full 2>&1", attach=False)
     assert done.returncode == 1 and status_file(world) == NO_CONTROLLER + "\n"  # there is none without the switch

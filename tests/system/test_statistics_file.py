@@ -11,7 +11,7 @@ import pytest
 
 from conftest import FIXTURES
 from messages import acknowledgement, get_port_statistics, request
-from world import WORLDS
+from world import CC, WORLDS, preloading
 
 FILE = "poe_statistics.txt"
 DRAFT = FILE + ".new"
@@ -148,7 +148,7 @@ def medium():
     """The library that makes the medium obey, at a path that the world does not hide: see fixtures/flash_medium.c."""
     folder = tempfile.mkdtemp(prefix="medium-", dir=WORLDS)
     library = os.path.join(folder, "flash_medium.so")
-    subprocess.run(["cc", "-O1", "-Wall", "-Werror", "-fPIC", "-shared", "-o", library, FIXTURES / "flash_medium.c",
+    subprocess.run([CC, "-O1", "-Wall", "-Werror", "-fPIC", "-shared", "-o", library, FIXTURES / "flash_medium.c",
                     "-ldl"], check=True)
     yield library
     shutil.rmtree(folder)
@@ -158,7 +158,7 @@ def medium():
 def cuttable(make_world, medium):
     """The totals are restored; the medium takes orders."""
     world = make_world(speed=10_000, flash={FILE: TOTALS}, environment={
-        "LD_PRELOAD": medium, "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"})
+        **preloading(medium), "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"})
     switch(world, ON)
     return world
 

@@ -28,6 +28,11 @@ PREFIX = pathlib.Path(os.environ.get("POE_PREFIX", PROJECT / "build/dev/installe
 # Names of local sockets end at 108 bytes, so worlds live at short paths.
 WORLDS = pathlib.Path(os.environ.get("POE_WORLDS", "/var/tmp"))
 
+# The daemon, poectl and the fixtures of another machine run under $VSWITCH_EMULATOR; $POE_CC builds the fixtures for it.
+EMULATOR = os.environ.get("VSWITCH_EMULATOR", "").split()
+IS_EMULATED = bool(EMULATOR)
+CC = os.environ.get("POE_CC", "cc")
+
 PATIENCE_S = float(os.environ.get("POE_PATIENCE", "30"))
 LOOK_AGAIN_S = 0.002
 STILL_LOOKS = 15
@@ -42,6 +47,16 @@ def is_instrumented(by="[at]san_init"):
     """Is the daemon under test built with the address (asan_init) or thread (tsan_init) sanitizer? Or, only when that is
     asked for, to count what runs (llvm_profile)?"""
     return re.search(f"__{by}".encode(), (PREFIX / "sbin/poe_drv").read_bytes()) is not None
+
+
+def words_that_start(program):
+    """What runs a program of the tree under test without the virtual switch's help."""
+    return [*[shutil.which(word) for word in EMULATOR[:1]], *EMULATOR[1:], program]
+
+
+def preloading(library):
+    """The environment that loads a library into the daemon."""
+    return {"QEMU_SET_ENV": f"LD_PRELOAD={library}"} if IS_EMULATED else {"LD_PRELOAD": library}
 
 
 class Refused(Exception):
@@ -233,8 +248,8 @@ class World:
     # --- the daemon ---------------------------------------------------------------------------------------------------
 
     def daemon_threads(self):
-        """How many threads of its own the daemon runs; the thread sanitizer brings one more."""
-        return len(os.listdir(f"/proc/{self.daemon()['pid']}/task")) - is_instrumented(by="tsan_init")
+        """How many threads of its own the daemon runs; the thread sanitizer and the emulator bring one more."""
+        return len(os.listdir(f"/proc/{self.daemon()['pid']}/task")) - is_instrumented(by="tsan_init") - IS_EMULATED
 
     def daemon(self):
         """running, ready, pid, starts, exit_status, signal"""

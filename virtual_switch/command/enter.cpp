@@ -11,6 +11,7 @@
 #include "command/client.h"
 #include "command/exit_status.h"
 #include "control.h"
+#include "world/emulator.h"
 #include "world/namespaces.h"
 #include "world/programs.h"
 
@@ -44,32 +45,38 @@ int enter_and_run(const std::filesystem::path& control, std::vector<std::string>
     }
     if (chdir(folder.c_str()) != 0 && chdir("/") != 0) return exit_refused;
     setenv("VSWITCH_CONTROL", std::filesystem::absolute(control, ignored).c_str(), 1);
+    const std::string emulator = named_emulator();
     std::vector<std::string> environment;
     if (attached) {
         const auto speed = static_cast<unsigned>(std::strtoul(value_of(reply.text, enter_speed).c_str(), nullptr, 10));
         environment = attached_environment(environ, value_of(reply.text, enter_preload),
-                                           value_of(reply.text, enter_devices), speed);
+                                           value_of(reply.text, enter_devices), speed, !emulator.empty());
     } else {
         for (char** entry = environ; *entry != nullptr; entry++)
             environment.emplace_back(*entry);
     }
-    const char* search_path = std::getenv("PATH");
-    const std::filesystem::path program =
-        find_program(command.front(), own, search_path != nullptr ? search_path : "/usr/sbin:/usr/bin:/sbin:/bin");
+    const char* const own_search_path = std::getenv("PATH");
+    const std::string search_path = own_search_path != nullptr ? own_search_path : "/usr/sbin:/usr/bin:/sbin:/bin";
+    const std::filesystem::path program = find_program(command.front(), own, search_path);
     if (program.empty()) {
         std::fprintf(stderr, "vswitch: there is no program %s\n", command.front().c_str());
         return exit_no_program;
     }
+    program_start start = start_of(program, std::move(command), emulator, search_path);
+    if (start.program.empty()) {
+        std::fprintf(stderr, "vswitch: there is no emulator %s\n", emulator.c_str());
+        return exit_no_program;
+    }
     std::vector<char*> arguments;
-    for (std::string& word : command)
+    for (std::string& word : start.arguments)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
     std::vector<char*> entries;
     for (std::string& entry : environment)
         entries.push_back(entry.data());
     entries.push_back(nullptr);
-    execve(program.c_str(), arguments.data(), entries.data());
-    std::fprintf(stderr, "vswitch: cannot run %s: %s\n", program.c_str(), std::strerror(errno));
+    execve(start.program.c_str(), arguments.data(), entries.data());
+    std::fprintf(stderr, "vswitch: cannot run %s: %s\n", start.program.c_str(), std::strerror(errno));
     return exit_no_program;
 }
 

@@ -23,6 +23,9 @@ constexpr const char* verbs_help = R"(Any other word is a verb for the running s
   plug, unplug, load, link, fault, show, frames, traps, help
                           the switch's own; "vswitch help" tells them all
 
+VSWITCH_EMULATOR in the environment runs programs that are built for another machine,
+such as "qemu-mipsel -L /usr/mipsel-linux-gnu".
+
 Exit status: 0 done, 1 refused, 2 usage, 3 no virtual switch; run: the daemon's own.)";
 
 void declare_run(CLI::App& run, run_options& options) {

@@ -12,6 +12,7 @@
 #include "command/exit_status.h"
 #include "command/registry.h"
 #include "server/server.h"
+#include "world/emulator.h"
 #include "world/folders.h"
 #include "world/namespaces.h"
 #include "world/programs.h"
@@ -100,6 +101,9 @@ int run(const run_options& options) {
     const char* search_path = std::getenv("PATH");
     const path program = find_program(options.command.front(), own, search_path != nullptr ? search_path : "");
     if (program.empty()) return give_up("there is no program " + options.command.front(), exit_no_program);
+    const std::string emulator = named_emulator();
+    const program_start start = start_of(program, options.command, emulator, search_path != nullptr ? search_path : "");
+    if (start.program.empty()) return give_up("there is no emulator " + emulator, exit_no_program);
     const path preload = find_preload_library(own);
     if (preload.empty()) return give_up("there is no preload library beside " + own.native());
 
@@ -138,12 +142,12 @@ int run(const run_options& options) {
         .seed = options.seed,
         .stays = options.stays,
         .ready_when_started = options.ready_when_started};
-    daemon_command command{
-        .program = program,
-        .arguments = options.command,
-        .environment = attached_environment(environ, settings.preload, settings.devices, options.speed),
-        .folder = std::filesystem::current_path(),
-        .log = log.get()};
+    daemon_command command{.program = start.program,
+                           .arguments = start.arguments,
+                           .environment = attached_environment(environ, settings.preload, settings.devices,
+                                                               options.speed, !emulator.empty()),
+                           .folder = std::filesystem::current_path(),
+                           .log = log.get()};
     server serving(settings, std::move(command), world);
     if (const std::string problem = serving.open(); !problem.empty()) return give_up(problem);
     const registration entry(registry, settings.control);

@@ -60,7 +60,7 @@ std::uint32_t read_milliwatts(std::string_view watts) {
 }
 
 std::size_t read_port(std::string_view word) {
-    return read_number(word, 1, port_count, "a port") - 1;
+    return static_cast<std::size_t>(read_number(word, 1, port_count, "a port") - 1);
 }
 
 arguments::arguments(const std::vector<std::string>& words, std::initializer_list<std::string_view> flags,

@@ -261,7 +261,9 @@ verb_answer traps(switch_state& state, const word_list& words, bool json) {
         return {"traps cleared"};
     }
     std::size_t last = switch_state::most_traps;
-    if (const auto word = given.option("--last")) last = read_number(*word, 1, switch_state::most_traps, "--last");
+    if (const auto word = given.option("--last")) {
+        last = static_cast<std::size_t>(read_number(*word, 1, switch_state::most_traps, "--last"));
+    }
     return {json ? traps_json(state, last) : traps_text(state, last), true};
 }
 

@@ -32,6 +32,9 @@ real_call<int(const char*, int)> real_open_2{"__open_2"};
 real_call<int(const char*, int)> real_open64_2{"__open64_2"};
 real_call<int(int)> real_close{"close"};
 real_call<int(int, unsigned long, ...)> real_ioctl{"ioctl"};
+#if __TIMESIZE == 32
+real_call<int(int, unsigned long, ...)> real_ioctl_time64{"__ioctl_time64"};
+#endif
 real_call<int(void*)> real_link_monitor{"link_mon_intf_param_get"};
 
 // The mode that follows the flags when the call may create a file.
@@ -81,6 +84,18 @@ int cpld_ioctl(int descriptor, unsigned int code, std::uint8_t* buffer) {
     if (!exchange(descriptor, request, reply)) return -1;
     if (!writes && wire_order(reply.result) >= 0) std::memcpy(buffer, reply.bytes, cpld_read_size);
     return finish(reply);
+}
+
+int device_ioctl(device_kind kind, int descriptor, unsigned long code, void* argument) {
+    if (argument == nullptr) {
+        errno = EFAULT;
+        return -1;
+    }
+    // A 32-bit request number may arrive with its top bit carried up.
+    const auto request = static_cast<unsigned int>(code);
+    auto* const bytes = static_cast<std::uint8_t*>(argument);
+    return kind == device_kind::controller ? controller_ioctl(descriptor, request, bytes)
+                                           : cpld_ioctl(descriptor, request, bytes);
 }
 
 }  // namespace
@@ -147,17 +162,22 @@ int ioctl(int descriptor, unsigned long code, ...) noexcept {
     void* argument = va_arg(rest, void*);
     va_end(rest);
     const device_kind kind = kind_of(descriptor);
-    if (kind == device_kind::none) return real_ioctl.get()(descriptor, code, argument);
-    if (argument == nullptr) {
-        errno = EFAULT;
-        return -1;
-    }
-    // A 32-bit request number may arrive with its top bit carried up.
-    const auto request = static_cast<unsigned int>(code);
-    auto* const bytes = static_cast<std::uint8_t*>(argument);
-    return kind == device_kind::controller ? controller_ioctl(descriptor, request, bytes)
-                                           : cpld_ioctl(descriptor, request, bytes);
+    return kind != device_kind::none ? device_ioctl(kind, descriptor, code, argument)
+                                     : real_ioctl.get()(descriptor, code, argument);
 }
+
+#if __TIMESIZE == 32
+// The name for programs whose time is 64 bits wide.
+int __ioctl_time64(int descriptor, unsigned long code, ...) noexcept {
+    va_list rest;
+    va_start(rest, code);
+    void* argument = va_arg(rest, void*);
+    va_end(rest);
+    const device_kind kind = kind_of(descriptor);
+    return kind != device_kind::none ? device_ioctl(kind, descriptor, code, argument)
+                                     : real_ioctl_time64.get()(descriptor, code, argument);
+}
+#endif
 
 int link_mon_intf_param_get(void* record) {
     if (settings().devices[0] == '\0') {

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <ctime>
+#include <limits>
 
 #include <unistd.h>
 
@@ -14,7 +15,7 @@ namespace {
 
 constexpr std::uint64_t ns_per_s = 1'000'000'000;
 constexpr std::uint64_t ns_per_us = 1'000;
-constexpr std::uint64_t longest_ns = UINT64_MAX / 4;  // 146 years
+constexpr std::uint64_t longest_s = std::numeric_limits<std::int32_t>::max();  // 68 years, in any width of time
 constexpr std::uint64_t moment_ns = 50'000;
 
 // Initial-exec: reachable without an allocation, wherever the program is.
@@ -28,8 +29,7 @@ bool is_valid(const timespec& span) {
 
 std::uint64_t nanoseconds(const timespec& span) {
     const auto seconds = static_cast<std::uint64_t>(span.tv_sec);
-    if (seconds > longest_ns / ns_per_s) return longest_ns;
-    return seconds * ns_per_s + static_cast<std::uint64_t>(span.tv_nsec);
+    return (seconds < longest_s ? seconds : longest_s) * ns_per_s + static_cast<std::uint64_t>(span.tv_nsec);
 }
 
 timespec span_of(std::uint64_t ns) {
@@ -105,3 +105,49 @@ unsigned int sleep(unsigned int seconds) {
 }
 
 }  // extern "C"
+
+#if __TIMESIZE == 32
+// The names for programs whose time is 64 bits wide.
+namespace {
+
+struct wide_timespec {
+    std::int64_t tv_sec;
+    std::int32_t halves[2];  // nanoseconds, and nothing
+
+    static constexpr int nanoseconds_half = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? 0 : 1;
+
+    timespec narrowed() const {
+        constexpr std::int64_t latest = std::numeric_limits<time_t>::max();
+        return {.tv_sec = static_cast<time_t>(tv_sec < 0        ? -1
+                                              : tv_sec < latest ? tv_sec
+                                                                : latest),
+                .tv_nsec = halves[nanoseconds_half]};
+    }
+    void widen(const timespec& span) {
+        tv_sec = span.tv_sec;
+        halves[nanoseconds_half] = static_cast<std::int32_t>(span.tv_nsec);
+    }
+};
+
+}  // namespace
+
+extern "C" {
+
+int __clock_nanosleep_time64(clockid_t clock, int flags, const wide_timespec* wanted, wide_timespec* left) {
+    if (wanted == nullptr) return EFAULT;
+    const timespec span = wanted->narrowed();
+    timespec rest{};
+    const int error = clock_nanosleep(clock, flags, &span, &rest);
+    if (error == EINTR && left != nullptr && (flags & TIMER_ABSTIME) == 0) left->widen(rest);
+    return error;
+}
+
+int __nanosleep64(const wide_timespec* wanted, wide_timespec* left) {
+    const int error = __clock_nanosleep_time64(CLOCK_REALTIME, 0, wanted, left);
+    if (error == 0) return 0;
+    errno = error;
+    return -1;
+}
+
+}  // extern "C"
+#endif

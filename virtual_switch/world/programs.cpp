@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "wire.h"
+#include "world/emulator.h"
 
 namespace vswitch {
 namespace {
@@ -46,7 +47,7 @@ std::filesystem::path find_preload_library(const std::filesystem::path& own) {
 
 std::filesystem::path loadable_library(const std::filesystem::path& library, const std::filesystem::path& link_on_host,
                                        const std::filesystem::path& link_inside) {
-    if (library.native().find_first_of(" :") == std::string::npos) return library;
+    if (library.native().find_first_of(" :,") == std::string::npos) return library;
     std::error_code ignored;
     std::filesystem::remove(link_on_host / preload_library_name, ignored);
     std::filesystem::create_symlink(library, link_on_host / preload_library_name, ignored);
@@ -55,15 +56,19 @@ std::filesystem::path loadable_library(const std::filesystem::path& library, con
 
 std::vector<std::string> attached_environment(const char* const* environment,
                                               const std::filesystem::path& preload_library,
-                                              const std::filesystem::path& device_folder, unsigned speed) {
+                                              const std::filesystem::path& device_folder, unsigned speed,
+                                              bool emulated) {
+    // An emulator must not load what is meant for the program that it runs.
+    const std::string preloading =
+        (emulated ? emulated_environment_variable + std::string("=") : std::string()) + preload_variable + "=";
     std::vector<std::string> attached;
     std::string preloads;
     for (; *environment != nullptr; environment++) {
         const std::string_view entry = *environment;
         const std::string_view name = entry.substr(0, entry.find('='));
-        if (name == devices_variable || name == speed_variable) continue;
-        if (name == preload_variable) {
-            preloads = entry.substr(name.size() + 1);
+        if (name == devices_variable || name == speed_variable || name == emulator_variable) continue;
+        if (entry.starts_with(preloading)) {
+            preloads = entry.substr(preloading.size());
         } else {
             attached.emplace_back(entry);
         }
@@ -71,7 +76,7 @@ std::vector<std::string> attached_environment(const char* const* environment,
     // Behind the caller's own: some of them insist on being first.
     if (!preloads.empty()) preloads += ':';
     preloads += preload_library.native();
-    attached.push_back(std::string(preload_variable) + '=' + preloads);
+    attached.push_back(preloading + preloads);
     attached.push_back(std::string(devices_variable) + '=' + device_folder.native());
     attached.push_back(std::string(speed_variable) + '=' + std::to_string(speed));
     return attached;

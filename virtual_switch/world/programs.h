@@ -18,15 +18,16 @@ std::filesystem::path find_program(const std::string& name, const std::filesyste
 // In ../lib of an installed tree, or beside the command in a build tree. Empty when it is nowhere.
 std::filesystem::path find_preload_library(const std::filesystem::path& own);
 
-// The path by which the loader takes `library`: it reads spaces and colons as separators, so a path with one of them
-// gets a link in the folder `link_on_host`, which the daemon sees as `link_inside`.
+// The path by which the loader takes `library`: it reads spaces and colons as separators, an emulator commas, so a path
+// with one of them gets a link in the folder `link_on_host`, which the daemon sees as `link_inside`.
 std::filesystem::path loadable_library(const std::filesystem::path& library, const std::filesystem::path& link_on_host,
                                        const std::filesystem::path& link_inside);
 
 // The environment of a program that is attached to the switch: `environment` with the preload library, the folder of
-// the devices and the speed.
+// the devices and the speed. `emulated`: the library is for the program that an emulator runs, not for the emulator.
 std::vector<std::string> attached_environment(const char* const* environment,
                                               const std::filesystem::path& preload_library,
-                                              const std::filesystem::path& device_folder, unsigned speed);
+                                              const std::filesystem::path& device_folder, unsigned speed,
+                                              bool emulated);
 
 }  // namespace vswitch

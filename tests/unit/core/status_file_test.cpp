@@ -92,7 +92,7 @@ void show_commands_at_exit() {
 
 class fatal_exit : public status_file {
   protected:
-    fatal_exit() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+    fatal_exit() { GTEST_FLAG_SET(death_test_style, POE_DEATH_TEST_STYLE); }
 };
 
 TEST_F(fatal_exit, it_writes_the_message_and_ends_the_process_with_the_status) {

@@ -102,7 +102,7 @@ TEST_F(tick_clock, readers_beside_the_counter_see_it_grow_only) {
 }
 
 TEST_F(tick_clock, the_thread_starts_from_0_without_the_lock_and_counts_for_ever) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    GTEST_FLAG_SET(death_test_style, POE_DEATH_TEST_STYLE);
     EXPECT_EXIT(
         {
             g_poe_thread_tick_cnt.set(4711);

@@ -10,6 +10,7 @@
 
 #include <unistd.h>
 
+#include "core/wire.h"
 #include "ipc/handlers.h"
 #include "stats/stats_bench.h"
 
@@ -540,10 +541,8 @@ TEST_F(sampling_thread, leaves_every_reply_a_consistent_record_beside_it) {
     beside.join();
     for (const sent_reply& reply : the_world.replies) {
         for (std::size_t entry = 40; entry < 168; entry += 32) {
-            std::uint32_t powered_s = 0;
-            float energy_wh = 0;
-            std::memcpy(&powered_s, &reply.bytes[entry], 4);
-            std::memcpy(&energy_wh, &reply.bytes[entry + 4], 4);
+            const std::uint32_t powered_s = record_from<le32>(&reply.bytes[entry]);
+            const float energy_wh = record_from<lef32>(&reply.bytes[entry + 4]);
             ASSERT_EQ(energy_wh, static_cast<float>(powered_s) / 3600.0F);
         }
     }

@@ -62,9 +62,17 @@ TEST_F(program_search, the_preload_library_is_in_lib_of_an_installed_tree_or_bes
 TEST(attached_environment, the_callers_own_preloads_come_first_and_the_rest_is_untouched) {
     const char* const environment[] = {
         "HOME=/root", "LD_PRELOAD=/lib/first.so", "VSWITCH_SPEED=3", "VSWITCH_DEVICES=/old", "EMPTY=", nullptr};
-    EXPECT_THAT(attached_environment(environment, "/lib/ours.so", "/dev", 20),
+    EXPECT_THAT(attached_environment(environment, "/lib/ours.so", "/dev", 20, false),
                 ElementsAre("HOME=/root", "EMPTY=", "LD_PRELOAD=/lib/first.so:/lib/ours.so", "VSWITCH_DEVICES=/dev",
                             "VSWITCH_SPEED=20"));
+}
+
+TEST(attached_environment, preloads_for_an_emulated_program_are_not_the_emulators_own) {
+    const char* const environment[] = {"LD_PRELOAD=/lib/host.so", "QEMU_SET_ENV=LD_PRELOAD=/lib/first.so",
+                                       "VSWITCH_EMULATOR=qemu-mipsel", nullptr};
+    EXPECT_THAT(attached_environment(environment, "/lib/ours.so", "/dev", 20, true),
+                ElementsAre("LD_PRELOAD=/lib/host.so", "QEMU_SET_ENV=LD_PRELOAD=/lib/first.so:/lib/ours.so",
+                            "VSWITCH_DEVICES=/dev", "VSWITCH_SPEED=20"));
 }
 
 TEST(json_text, strings_are_quoted_so_that_any_reader_takes_them) {

@@ -1,0 +1,15 @@
+# What Debian's cross compilers have in common. The including file sets `machine_triple` and `machine_emulator`.
+#   cmake --preset mipsel
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_C_COMPILER ${machine_triple}-gcc)
+set(CMAKE_CXX_COMPILER ${machine_triple}-g++)
+
+# The machine's own libraries and headers, the build machine's programs.
+set(CMAKE_FIND_ROOT_PATH /usr/${machine_triple})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+# Runs what was built, here.
+set(CMAKE_CROSSCOMPILING_EMULATOR ${machine_emulator} -L /usr/${machine_triple})
