@@ -177,13 +177,14 @@ def test_a_name_that_leads_to_the_daemon_itself_ends_after_one_reply(world, aske
     assert nothing_more(client)
 
 
-def test_a_client_that_took_the_daemons_name_is_not_answered(world):
+def test_a_client_that_takes_the_daemons_name_for_a_moment_hears_nothing(world):
     daemon, moved = world.tmp / DAEMON_SOCKET, world.tmp / "daemon-as-it-was"
-    daemon.rename(moved)
-    impostor = world.client(DAEMON_SOCKET)
-    impostor._socket.sendto(request(129, block(1, priority=1)), str(moved))
-    impostor._socket.sendto(b"\0", str(moved))
-    moved.rename(daemon)
+    with world.stopped_daemon():
+        daemon.rename(moved)
+        impostor = world.client(DAEMON_SOCKET)
+        impostor._socket.sendto(request(129, block(1, priority=1)), str(moved))
+        impostor._socket.sendto(b"\0", str(moved))
+        moved.rename(daemon)
     world.wait_for("the change", lambda: world.ask(get_port_parameters(1))[10] == 1)
     assert nothing_more(impostor)
 
