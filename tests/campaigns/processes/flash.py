@@ -4,7 +4,7 @@ import functools
 
 from cells import Cell
 from file_writes import ENOUGH_FOR_10, MARK_OF, no_fault_is_left
-from judgement import MARK_FILES, PROGRAMMING_MARK, STATISTICS_FILE, is_whole, works
+from judgement import MARK_FILES, PROGRAMMING_MARK, STATISTICS_FILE, descriptors_of, is_whole, works
 from messages import acknowledgement, request
 from tracing import SPEED, Pool, World
 
@@ -65,7 +65,7 @@ def fail_and_serve(world, preparation, meanwhile):
     in_world(world, f"rm -f /tmp/elsewhere; touch /tmp/elsewhere; {FRESH} && {{ {preparation}; }}")
     world.start_daemon()
     pid = world.daemon()["pid"]
-    said_by_main = [line for line in world.stderr_lines() if "stat" in line.lower() and "flash" in line]
+    descriptors = descriptors_of(pid)
     for fault in MARK_OF:
         world.vswitch("fault", fault, "--times", ENOUGH_FOR_10)
         for one in STATISTICS_REQUESTS:
@@ -74,8 +74,7 @@ def fail_and_serve(world, preparation, meanwhile):
         works(world)
         in_world(world, meanwhile)
         meanwhile = "true"
-    assert world.daemon()["pid"] == pid and not said_by_main
-    return pid
+    assert world.daemon()["pid"] == pid and descriptors_of(pid) == descriptors
 
 
 def medium(pool, name):

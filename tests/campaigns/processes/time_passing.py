@@ -10,7 +10,7 @@ import subprocess
 import time
 
 from cells import Cell
-from judgement import THREADS, is_powered, tick, works
+from judgement import THREADS, descriptors_of, is_powered, threads_of, tick, works
 from messages import get_port_parameters, get_port_status, request
 from supervised import ask_for_traps, enable, port_parameters, power_cycle, re_enable_state, set_port, tell
 from world import PREFIX, World
@@ -74,25 +74,23 @@ FASTEST = 100_000
 HOUR = 3600 * TICKS_PER_SECOND
 SHORT_HOURS, LONG_HOURS = 6, 30 * 24
 WARM_UP_HOURS = {False: 1, True: 12}
-LOOKS = 40
-# What may come on top of the warm state: a stack page or two that a deeper call chain of each thread touches first, and the
-# allocator's top, which moves by a page with the longest burst of queued settings. Over a month these 64 KiB are 91 bytes an
-# hour; whatever leaks with a sweep, a request, a trap or a change is past them thousands of times over.
-PAGES_MORE = 16
+# What may come on top of the warm state: the next page of stack for each of the three threads when a call chain is deeper by
+# chance, the allocator's top page after the longest burst of queued settings, and a page each of the program's and the C
+# library's data. Over a month these are 34 bytes an hour; what leaks with a sweep, a request, a trap or a queued setting is
+# past them within hours.
+PAGES_MORE = 6
 
 Footprint = collections.namedtuple("Footprint", "resident dirty descriptors threads")
 
 
 def footprint(pid):
-    """Pages resident and privately written; the descriptors and threads that are there in every one of many looks."""
+    """Pages resident and privately written, descriptors, threads."""
     page_kb = os.sysconf("SC_PAGE_SIZE") // 1024
     with open(f"/proc/{pid}/status", encoding="utf-8") as status:
         resident = int(re.search(r"VmRSS:\s+(\d+)", status.read())[1])
     with open(f"/proc/{pid}/smaps_rollup", encoding="utf-8") as rollup:
         dirty = int(re.search(r"Private_Dirty:\s+(\d+)", rollup.read())[1])
-    looks = [(len(os.listdir(f"/proc/{pid}/fd")), len(os.listdir(f"/proc/{pid}/task"))) for _ in range(LOOKS)]
-    return Footprint(resident // page_kb, dirty // page_kb, min(fds for fds, _ in looks),
-                     min(threads for _, threads in looks))
+    return Footprint(resident // page_kb, dirty // page_kb, descriptors_of(pid), threads_of(pid))
 
 
 DEVICES = (["--class", 4, "--load", 12.5], ["--class", 8, "--load", 60], ["--dual", "--load", 20], ["--legacy"],
@@ -111,7 +109,7 @@ def live(world, round_number):
     tell(world, set_port(port, enable=int(round_number % 5 != 0), seconds=5))
     if round_number % 7 == 0:
         tell(world, power_cycle(port))
-    if round_number % 11 == 0:
+    if round_number % 4 == 0:
         tell(world, *[set_port(port, limit=150 + at) for at in range(32)])
     tell(world, request(144, [round_number % 2]))
     for question in (bytes(8), get_port_parameters(port), get_port_status(port), request(11, bytes(388))):

@@ -6,7 +6,7 @@ import os
 import socket
 
 from cells import Cell
-from judgement import works
+from judgement import descriptors_of, works
 from supervised import ask_for_traps, let_sweeps_pass, set_port, tell
 from tracing import SPEED, Pool, World
 
@@ -165,8 +165,10 @@ CASES = {
 def case(pool, name, times):
     with pool.world() as world:
         pid, said = world.daemon()["pid"], world.stderr_lines()
+        descriptors = descriptors_of(pid)
         CASES[name](world, times)
         works(world)
+        assert descriptors_of(pid) == descriptors, descriptors_of(pid)
         make_pipe(world)
         agent = listen(world)
         toggle(world, 4)
