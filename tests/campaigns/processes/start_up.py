@@ -18,7 +18,8 @@ FATAL = ("[IPC for external program]: opening datagram socket OR binding name to
          "poe device driver open(...) fail!", "poe_thread_tick_init_and_start(...) fail!",
          "poe_thread_init_and_start(...) fail!")
 
-# What a call may fail with; a call that is not here cannot fail, or fails in the C library's own business.
+# What a call may fail with. A call that is not here cannot fail (the kernel's brk has no error), or is the C library's own
+# business.
 ERRORS = {
     "fcntl": ("EBADF",), "openat": ("EMFILE", "EACCES"), "read": ("EIO", "EINTR"), "write": ("EIO", "ENOSPC", "EINTR"),
     "socket": ("EMFILE", "ENOBUFS"), "connect": ("ECONNREFUSED", "EINTR"), "sendto": ("EIO", "EINTR"),
@@ -26,7 +27,7 @@ ERRORS = {
     "bind": ("EADDRINUSE", "EACCES", "ENOSPC"), "setsockopt": ("EPERM",), "newfstatat": ("EACCES",),
     "access": ("EACCES",), "clone3": ("EAGAIN", "ENOMEM"), "wait4": ("ECHILD", "EINTR"), "clock_nanosleep": ("EINTR",),
     "mmap": ("ENOMEM",), "mprotect": ("ENOMEM",), "unlink": ("EACCES",), "rename": ("EROFS",), "fsync": ("EIO",),
-    "pselect6": ("EINTR", "ENOMEM"), "brk": ("ENOMEM",), "getrandom": ("ENOSYS",),
+    "pselect6": ("EINTR", "ENOMEM"), "getrandom": ("ENOSYS",),
 }
 
 
