@@ -13,7 +13,7 @@ from tracing import RUNNING, Pool, TracedWorld, points_in
 FLASH = ("/flash/", "/flash")
 STRUCK = re.compile(r"killed by SIGKILL|stopped by SIGSTOP|INJECTED")
 
-SHORT_MARKS, SHORT_STATISTICS, SHORT_SHELLS = 14, 8, 8
+SHORT_MARKS, SHORT_STATISTICS, SHORT_SHELLS = 20, 16, 12
 
 
 def stopped_world():

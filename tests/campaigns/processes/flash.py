@@ -8,7 +8,7 @@ from judgement import MARK_FILES, PROGRAMMING_MARK, STATISTICS_FILE, descriptors
 from messages import acknowledgement, request
 from tracing import SPEED, Pool, World
 
-SHORT = 10
+SHORT = 16
 SIZE = "64k"
 FRESH = f"umount /flash 2>/dev/null; mkdir -p /flash && mount -t tmpfs -o size={SIZE} flash /flash && cd /flash"
 FILL = "cat /dev/zero >/flash/filler 2>/dev/null || true"

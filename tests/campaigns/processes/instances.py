@@ -12,7 +12,7 @@ from start_up import FATAL, FIRST_CALL_OF_MAIN, factory_fresh, recorded
 from tracing import RUNNING, SPEED, World
 from world import PATIENCE_S, PREFIX
 
-SHORT_ORDERS, SHORT_RACES, SHORT_STANDSTILLS = 4, 3, 6
+SHORT_ORDERS, SHORT_RACES, SHORT_STANDSTILLS = 6, 4, 12
 LONG_RACES = 40
 ORDER_LENGTH = 5
 ENDINGS = (signal.SIGKILL, signal.SIGTERM)

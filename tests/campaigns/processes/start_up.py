@@ -10,7 +10,7 @@ from tracing import Pool, TracedWorld, points_in
 SETTINGS_OF_AN_ACCEPTED_START = {0x11}  # the system mask
 WAITS_FOR_REQUESTS = "pselect6("
 FIRST_CALL_OF_MAIN = "rt_sigaction(SIGPIPE"
-SHORT_KILLS, SHORT_FAILURES = 24, 24
+SHORT_KILLS, SHORT_FAILURES = 40, 40
 
 FATAL = ("[IPC for external program]: opening datagram socket OR binding name to datagram socket!",
          "[IPC for internal thread rx]: opening datagram socket OR binding name to datagram socket!",
