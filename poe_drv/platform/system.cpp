@@ -34,10 +34,9 @@ bool write_all(int descriptor, const char* data, std::size_t length) {
 
 // A medium that is full takes what fits; that is taken back.
 void append_all_or_nothing(int descriptor, const char* text) {
-    struct stat before {};
-    const bool measured = fstat(descriptor, &before) == 0;
-    if (write_all(descriptor, text, std::strlen(text)) || !measured) return;
-    if (ftruncate(descriptor, before.st_size) != 0) return;
+    const off_t end = lseek(descriptor, 0, SEEK_END);
+    if (write_all(descriptor, text, std::strlen(text)) || end < 0) return;
+    if (ftruncate(descriptor, end) != 0) return;
 }
 
 // Makes a new or changed name in the folder of `path` durable.
