@@ -112,6 +112,16 @@ bool bank_is_ours() REQUIRES(controller_user) {
     return false;
 }
 
+// A daemon that is killed between the last bank and the save leaves a controller that passes every check and yet lacks
+// limits, priorities and event code, and keeps nothing over a power cut. The mark stands from the first step to the
+// last.
+bool programming_was_interrupted() {
+    char nothing = 0;
+    if (system_read_file(controller_programming_mark_path, &nothing, sizeof nothing) < 0) return false;
+    say("[%s() , %d]: The last programming was interrupted.\n", poe_chip_init_name, __LINE__);
+    return true;
+}
+
 void program_matrix() REQUIRES(controller_user) {
     say("[%s() , %d]: do poe_program_global_matrix\n", poe_chip_init_name, begin_matrix_line);
     poe_program_global_matrix(0);
@@ -133,6 +143,7 @@ void note_in_the_kernel_log() {
 
 // A failing command is reported by the controller link; the steps go on.
 void program_and_save() REQUIRES(controller_user) {
+    system_append_durably(controller_programming_mark_path, "");
     note_in_the_kernel_log();
     say("[%s() , %d]: Set the default configuration of ORV to MCU and save it.\n", poe_chip_init_name,
         set_default_line);
@@ -154,6 +165,7 @@ void program_and_save() REQUIRES(controller_user) {
     _rtl_global_set(key_event_code, event_code);
     say("[%s() , %d]: do poe_save_system_settings\n", poe_chip_init_name, save_line);
     poe_save_system_settings();
+    system_remove_file(controller_programming_mark_path);
 }
 
 void take_first_measurements() REQUIRES(controller_user) {
@@ -189,8 +201,8 @@ int poe_chip_init() {
         say("poe device driver open(...) fail!\n");
         say_bye_bye_and_exit(1, "poe device driver open(...) fail!");
     }
-    const bool accepted =
-        all_ports_are_disabled() && method_is_dynamic_with_priority() && matrix_is_ours() && bank_is_ours();
+    const bool accepted = all_ports_are_disabled() && method_is_dynamic_with_priority() && matrix_is_ours() &&
+                          bank_is_ours() && !programming_was_interrupted();
     if (!accepted) program_and_save();
     const int must_program = accepted ? 0 : 1;
     say("[%s() , %d]: poe_mcu_must_do_init_then_save = %d\n", poe_chip_init_name, verdict_line, must_program);

@@ -22,4 +22,5 @@ inline constexpr const char* tx_checksum_marks_path = "/flash/poe_error_tx_check
 inline constexpr const char* rx_timeout_marks_path = "/flash/poe_error_rx_timeout.txt";
 inline constexpr const char* rx_checksum_marks_path = "/flash/poe_error_rx_checksum.txt";
 inline constexpr const char* statistics_file_path = "/flash/poe_statistics.txt";
+inline constexpr const char* controller_programming_mark_path = "/flash/poe_controller_programming";
 inline constexpr const char* stress_test_flag_path = "/flash/PoE_Stress_Test";

@@ -32,6 +32,13 @@ bool write_all(int descriptor, const char* data, std::size_t length) {
     return true;
 }
 
+// A medium that is full takes what fits; that is taken back.
+void append_all_or_nothing(int descriptor, const char* text) {
+    const off_t end = lseek(descriptor, 0, SEEK_END);
+    if (write_all(descriptor, text, std::strlen(text)) || end < 0) return;
+    if (ftruncate(descriptor, end) != 0) return;
+}
+
 // Makes a new or changed name in the folder of `path` durable.
 void sync_folder_of(const char* path) {
     const char* slash = std::strrchr(path, '/');
@@ -119,7 +126,7 @@ void system_append_durably(const char* path, const char* text) {
     constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     const int descriptor = open(path, flags, new_file_mode);
     if (descriptor < 0) return;
-    write_all(descriptor, text, std::strlen(text));
+    append_all_or_nothing(descriptor, text);
     fsync(descriptor);
     close(descriptor);
     sync_folder_of(path);

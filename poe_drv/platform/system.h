@@ -44,7 +44,8 @@ bool system_file_exists(const char* path);
 // it cannot be opened or read.
 std::ptrdiff_t system_read_file(const char* path, char* buffer, std::size_t capacity);
 
-// Appends `text` to a file, creating it, and returns once it is on the medium. Failures lose the text silently.
+// Appends `text` to a file, creating it, and returns once it is on the medium. Failures lose the text silently: all of
+// it, so that no half of it stands before what is appended next.
 void system_append_durably(const char* path, const char* text);
 
 // Puts `text` in the place of a file's contents so that a power cut leaves the old file or the new one, never a torn

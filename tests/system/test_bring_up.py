@@ -247,6 +247,19 @@ def test_a_changed_budget_programs_the_controller_anew(programmed):
     assert bring_up(world)[0][-1] == ACCEPTED
 
 
+def test_a_programming_that_was_interrupted_is_done_again_although_every_check_passes(programmed):
+    world = programmed()
+    mark = world.flash / "poe_controller_programming"
+    mark.touch()
+    lines, frames = bring_up(world)
+    assert lines[:4] == [CHECKING_PORTS, CHECKING_METHOD, CHECKING_MATRIX, CHECKING_BANK]
+    assert re.fullmatch(r"\[poe_chip_init\(\) , \d+\]: The last programming was interrupted\.", lines[4])
+    assert lines[5:] == programming_lines() and texts(frames)[len(CHECKS)] == "c0 02" + " ff" * 9 + " b9"
+    assert not mark.exists()
+    world.stop_daemon()
+    assert bring_up(world)[0][-1] == ACCEPTED
+
+
 # --- a controller that does not answer --------------------------------------------------------------------------------
 
 

@@ -5,6 +5,7 @@
 
 #include <sys/time.h>
 
+#include "core/paths.h"
 #include "platform/link_mon_intf.h"
 #include "platform/poe_ipc.h"
 #include "platform/system.h"
@@ -134,6 +135,7 @@ std::ptrdiff_t system_read_file(const char*, char*, std::size_t) {
     return -1;
 }
 void system_append_durably(const char* path, const char* text) {
+    if (std::strcmp(path, controller_programming_mark_path) == 0) return;  // no error's mark
     the_far_side->events.push_back({.what = happening::append, .text = std::string(path) + " " + text});
 }
 bool system_replace_durably(const char*, const char*, std::size_t) {

@@ -7,8 +7,10 @@
 namespace {
 
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 const std::vector<std::string> reading_the_stored_configuration{
     "open /dev/poe_kernel_drv",
@@ -96,7 +98,8 @@ TEST_F(controller_init, a_foreign_controller_is_programmed_step_by_step_and_told
     const std::string lines = run(1);
     EXPECT_EQ(lines, check_ports + said(966, "Port 0 is not disabled (1)") + steps);
     EXPECT_THAT(std::vector<std::string>(the_world.story.begin() + 5, the_world.story.end()),
-                ElementsAre(R"(shell echo "[poe_dev] reset chipset configuration..." >/dev/kmsg)",
+                ElementsAre("append /flash/poe_controller_programming ",
+                            R"(shell echo "[poe_dev] reset chipset configuration..." >/dev/kmsg)",
                             "frame c0 02 ff ff ff ff ff ff ff ff ff b9",  // clear
                             "frame 10 00 02 ff ff ff ff ff ff ff ff 0a",  // method
                             "frame 05 00 00 04 ff ff ff ff ff ff ff 02",  // begin the matrix
@@ -119,8 +122,25 @@ TEST_F(controller_init, a_foreign_controller_is_programmed_step_by_step_and_told
                             "frame 12 00 00 01 01 01 02 01 03 01 ff 1b", "open /dev/cpld_rtl819x", "cpld 9 15 15",
                             "frame 01 00 00 00 01 00 02 00 03 00 ff 06",  // off, 90 W, lowest priority
                             "frame 14 00 00 e1 01 e1 02 e1 03 e1 ff 9d", "frame 15 00 00 00 01 00 02 00 03 00 ff 1a",
-                            "frame 16 00 06 ff ff ff ff ff ff ff ff 14",    // event code
-                            "frame c0 01 ff ff ff ff ff ff ff ff ff b8"));  // save
+                            "frame 16 00 06 ff ff ff ff ff ff ff ff 14",  // event code
+                            "frame c0 01 ff ff ff ff ff ff ff ff ff b8",  // save
+                            "remove /flash/poe_controller_programming"));
+    EXPECT_THAT(the_world.files, IsEmpty());
+}
+
+TEST_F(controller_init, a_programming_that_was_interrupted_is_done_again_although_every_check_passes) {
+    the_world.files["/flash/poe_controller_programming"] = "";
+    const std::string lines = run(1);
+    EXPECT_THAT(lines, StartsWith(check_ports + check_method + check_matrix + check_bank + "[poe_chip_init() , "));
+    EXPECT_THAT(lines, EndsWith("]: The last programming was interrupted.\n" + steps));
+    EXPECT_THAT(the_world.files, IsEmpty());
+    run(0);
+}
+
+TEST_F(controller_init, without_a_flash_the_controller_is_programmed_all_the_same) {
+    the_world.files_cannot_be_written = true;
+    controller.port_enabled[0] = 1;
+    EXPECT_THAT(run(1), EndsWith(steps));
 }
 
 TEST_F(controller_init, the_slow_commands_get_the_long_wait) {

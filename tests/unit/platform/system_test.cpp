@@ -269,6 +269,33 @@ TEST_F(system_door, appending_where_it_cannot_be_done_is_silent) {
     EXPECT_EQ(names_in_folder(), 1u);
 }
 
+TEST_F(system_door, appending_to_what_is_full_and_no_file_is_silent) {
+    const int before = open_descriptors();
+    system_append_durably("/dev/full", "lost");
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    const int pipe = open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    while (write(pipe, "x", 1) == 1)
+        continue;
+    system_append_durably(path.c_str(), "lost");
+    close(pipe);
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST_F(system_door, a_text_that_fits_in_part_leaves_nothing_of_itself_behind) {
+    write_file(path, "one\n");
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    const auto signal_before = std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit room_for_a_byte{.rlim_cur = 5, .rlim_max = before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &room_for_a_byte), 0);
+    system_append_durably(path.c_str(), "10\n");
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, signal_before);
+    EXPECT_EQ(contents_of(path), "one\n");
+    system_append_durably(path.c_str(), "100\n");
+    EXPECT_EQ(contents_of(path), "one\n100\n");
+}
+
 // --- replacing ---
 
 TEST_F(system_door, replacing_creates_a_file_under_the_umask) {

@@ -461,6 +461,18 @@ TEST_F(applying, the_delay_counts_across_the_wrap_of_the_tick_counter) {
     EXPECT_EQ(poe_do_reenable_port_power(), 1);
 }
 
+TEST_F(applying, the_delay_counts_across_the_sign_bit_of_the_tick_counter) {
+    enable(0);
+    g_poe_thread_tick_cnt.set(0x7FFFFFF0);
+    apply(message(143, {{1}}));
+    ticks_pass(1);
+    EXPECT_EQ(poe_do_reenable_port_power(), 0);
+    ticks_pass(48);
+    EXPECT_EQ(poe_do_reenable_port_power(), 0);
+    ticks_pass(1);
+    EXPECT_EQ(poe_do_reenable_port_power(), 1);
+}
+
 TEST_F(applying, a_port_outside_its_schedule_is_re_enabled_without_power) {
     enable(0);
     g_port_pmt[0].Schedule_Enable.set(1);
