@@ -687,6 +687,13 @@ TEST_F(ipc_send_to_a_connected_client, one_that_reads_again_is_answered_again) {
     EXPECT_EQ(received_by(connected), reply);
 }
 
+TEST_F(ipc_send_to_a_connected_client, one_that_never_reads_does_not_make_another_that_is_gone_look_connected) {
+    ASSERT_GT(sent_without_a_read(), 12);
+    client = descriptor();
+    EXPECT_EQ(send_to(daemon, peer, reply, nullptr), -1);
+    EXPECT_EQ(errno, ECONNREFUSED);  // what the kernel says about the send, so there was one
+}
+
 TEST_F(ipc_send_to_a_connected_client, one_that_reads_is_always_answered) {
     for (int i = 0; i < 100; i++) {
         ASSERT_EQ(send_to(daemon, connected_peer, reply, nullptr), 396);
