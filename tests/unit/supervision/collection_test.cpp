@@ -1,5 +1,6 @@
 #include "supervision/collection.h"
 
+#include <bit>
 #include <cerrno>
 #include <cstring>
 
@@ -55,10 +56,11 @@ TEST_F(collection, copies_a_delivering_port_field_by_field) {
         .voltage = 502, .current = 302, .codes = {.status = 2, .sub_status = 8, .error_code = 9, .power_class = 10}};
     collect_at(77);
 
+    const auto four = [](std::array<std::uint8_t, 4> bytes) { return std::bit_cast<std::uint32_t>(bytes); };
     const std::array<std::uint32_t, 25> expected{
-        0xFF'03'04'01, 77, 1, 50000, 600, 30000, 25000, 1,  // error, sub-status, class, port number
-        0x00'05'06'07, 77, 1, 50100, 301, 15080,            // sub-status, error, class
-        0x00'08'09'0A, 77, 1, 50200, 302, 15160, 0,     0, 0, 0, 0};
+        four({1, 4, 3, 255}), 77, 1, 50000, 600, 30000, 25000, 1,  // port number, class, sub-status, error
+        four({7, 6, 5, 0}),   77, 1, 50100, 301, 15080,            // class, error, sub-status
+        four({10, 9, 8, 0}),  77, 1, 50200, 302, 15160, 0,     0, 0, 0, 0};
     std::array<std::uint32_t, 25> words;
     std::memcpy(words.data(), &recorded(1), sizeof words);
     EXPECT_EQ(words, expected);
