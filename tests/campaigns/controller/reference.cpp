@@ -335,7 +335,7 @@ void reference::poll(std::size_t port) {
     }
 }
 
-// Part 0 is the port, 1 and 2 its pair sets. Returns whether the result counts.
+// `part` is 0 for the port, 1 and 2 for its pair sets. Returns whether the result counts.
 bool reference::translate(std::size_t port, ref_reading& reading, std::size_t part) {
     const bool is_port = part == 0;
     ref_codes& codes = is_port ? reading.codes : reading.channels[part - 1].codes;
