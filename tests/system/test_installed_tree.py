@@ -71,6 +71,12 @@ def test_the_daemon_takes_device_access_sleeping_and_the_link_monitor_from_share
         assert is_instrumented() or {name, name + "64", f"__{name}_time64"} & set(undefined)
 
 
+# A machine may lack 64-bit atomic operations; nothing here needs them.
+def test_no_value_is_so_wide_that_sharing_it_takes_a_library():
+    undefined = re.findall(r"UND (\w+)", readelf("--dyn-syms", DAEMON))
+    assert not [name for name in undefined if name.startswith(("__atomic", "__sync"))]
+
+
 def test_a_copied_tree_runs_from_its_new_prefix(tmp_path):
     copy = tmp_path / "somewhere else"
     shutil.copytree(PREFIX, copy)
