@@ -23,7 +23,8 @@ struct tally {
     std::uint64_t damaged_accepted = 0;  // damaged answers whose checksum is right all the same
     std::uint64_t pauses_with_clients_waiting = 0;
     std::uint64_t auto_offs = 0;
-    std::uint64_t whole_sweeps = 0;  // compared with the view of one who knows nothing of the past
+    std::uint64_t switched_off_by_a_run = 0;  // ports that delivered, by an old answer repeated over several transfers
+    std::uint64_t whole_sweeps = 0;           // compared with the view of one who knows nothing of the past
 };
 
 // A command by itself: attempts, pauses, counters, marks, lines, and what its caller's record holds.

@@ -51,6 +51,7 @@ class random_hour {
         counts_.transactions += under_test_.transactions;
         counts_.pauses_with_clients_waiting += under_test_.pauses_with_clients_waiting;
         counts_.auto_offs += under_test_.expected.auto_offs;
+        counts_.switched_off_by_a_run += under_test_.switched_off_by_a_run;
         counts_.damaged_accepted += under_test_.damaged_accepted;
     }
 

@@ -58,11 +58,13 @@ int main(int argc, char** argv) {
         tally counts;
         family.run(mine, counts);
         std::printf(
-            "%s planned %llu run %llu faults %llu transactions %llu accepted %llu auto-offs %llu waiting %llu "
+            "%s planned %llu run %llu faults %llu transactions %llu accepted %llu auto-offs %llu by-runs %llu waiting "
+            "%llu "
             "whole %llu\n",
             family.name, static_cast<unsigned long long>(counts.planned), static_cast<unsigned long long>(counts.run),
             static_cast<unsigned long long>(counts.faults), static_cast<unsigned long long>(counts.transactions),
             static_cast<unsigned long long>(counts.damaged_accepted), static_cast<unsigned long long>(counts.auto_offs),
+            static_cast<unsigned long long>(counts.switched_off_by_a_run),
             static_cast<unsigned long long>(counts.pauses_with_clients_waiting),
             static_cast<unsigned long long>(counts.whole_sweeps));
         std::fflush(stdout);

@@ -43,6 +43,7 @@ struct sweep_bench {
         counts.transactions += under_test.transactions;
         counts.pauses_with_clients_waiting += under_test.pauses_with_clients_waiting;
         counts.auto_offs += under_test.expected.auto_offs;
+        counts.switched_off_by_a_run += under_test.switched_off_by_a_run;
         counts.damaged_accepted += under_test.damaged_accepted;
         counts.whole_sweeps += under_test.last_sweep_was_whole ? 1 : 0;
     }

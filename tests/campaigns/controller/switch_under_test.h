@@ -50,17 +50,20 @@ class switch_under_test {
     reference expected;
     std::uint64_t pauses_with_clients_waiting = 0;
     std::uint64_t transactions = 0;
-    std::uint64_t damaged_accepted = 0;  // damaged answers that the checksum lets pass
-    bool last_sweep_was_whole = false;   // every transaction of the last whole sweep was right at once
+    std::uint64_t damaged_accepted = 0;       // damaged answers that the checksum lets pass
+    std::uint64_t switched_off_by_a_run = 0;  // delivering ports, by several bad transfers one after the other
+    bool last_sweep_was_whole = false;        // every transaction of the last whole sweep was right at once
 
   private:
     void in_a_pause();
-    void look_for_harm(const std::vector<heard>& door, bool is_change);
+    void look_for_harm(const std::vector<heard>& door, bool switched_off_for_a_link);
 
     supervision_state state_{};
     std::optional<reference> fresh_;  // knows nothing but the present sweep
     bool sweep_is_right_ = true;
-    std::array<bool, 4> was_forged_{};  // the status that the port was last read with
+    std::array<bool, 4> was_forged_{};    // the status that the port was last read with
+    std::array<bool, 4> forged_alone_{};  // after a transfer that was right
+    bool last_was_right_ = true;
     std::array<frame, 4> forged_{};
     std::array<bool, 4> delivered_then_{};
 };
