@@ -1,0 +1,54 @@
+// A server of datagrams that does what the daemon must do for each, and nothing else: wait, receive, one lock around
+// one copy, a send that never waits for longer than a millisecond. required_calls ADDRESS
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+
+#include <pthread.h>
+#include <sys/select.h>
+
+#include "floor/datagram_server.h"
+#include "floor/replies.h"
+
+namespace {
+
+constexpr int attempts = 11;
+constexpr timespec between_attempts{.tv_sec = 0, .tv_nsec = 100000};
+
+unsigned char record[longest_message];
+pthread_mutex_t record_lock = PTHREAD_MUTEX_INITIALIZER;
+
+void send_within_a_millisecond(int descriptor, const void* reply, std::size_t length, const sockaddr_un& peer,
+                               socklen_t peer_length) {
+    for (int attempt = 0; attempt < attempts; attempt++) {
+        if (sendto(descriptor, reply, length, MSG_DONTWAIT | MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&peer),
+                   peer_length) >= 0 ||
+            errno != EAGAIN) {
+            return;
+        }
+        nanosleep(&between_attempts, nullptr);
+    }
+}
+
+}  // namespace
+
+int main(int, char** words) {
+    const int descriptor = socket_named(words[1]);
+    unsigned char message[longest_message];
+    unsigned char reply[longest_message];
+    for (;;) {
+        fd_set readable;
+        FD_ZERO(&readable);
+        FD_SET(descriptor, &readable);
+        if (select(descriptor + 1, &readable, nullptr, nullptr, nullptr) <= 0) continue;
+        sockaddr_un peer;
+        socklen_t peer_length = sizeof peer;
+        if (recvfrom(descriptor, message, sizeof message, 0, reinterpret_cast<sockaddr*>(&peer), &peer_length) <= 0)
+            continue;
+        const std::size_t length = reply_length(message[0]);
+        pthread_mutex_lock(&record_lock);
+        std::memcpy(reply, record, length);
+        pthread_mutex_unlock(&record_lock);
+        send_within_a_millisecond(descriptor, reply, length, peer, peer_length);
+    }
+}

@@ -1,0 +1,71 @@
+"""Trees to measure: this one, and another revision's in a worktree under build/."""
+import dataclasses
+import pathlib
+import subprocess
+import sys
+
+from harness.registry import Absent
+
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
+PRESET = "bench"
+PRODUCT = ("poe_drv", "poectl", "vswitch", "vswitch_preload")
+PROGRAMS = "bench_programs"  # a target that depends on every program of bench/
+JOBS = "-j2"
+
+
+@dataclasses.dataclass(frozen=True)
+class Tree:
+    revision: str
+    build: pathlib.Path
+
+    @property
+    def prefix(self):
+        """The installed product."""
+        return self.build / "installed"
+
+    def program(self, name):
+        """A program of bench/, such as "floor/echo"."""
+        program = self.build / "bench" / name
+        if not program.exists():
+            raise Absent(f"{name} was not built")
+        return program
+
+
+def _run(*command, folder=PROJECT):
+    done = subprocess.run(list(map(str, command)), cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+    if done.returncode != 0:
+        sys.exit(f"{' '.join(map(str, command))}:\n{done.stdout[-8000:]}")
+    return done.stdout.strip()
+
+
+def here(build=True):
+    """This tree, built with the `bench` preset and installed beside it."""
+    tree = Tree("this tree", PROJECT / "build" / PRESET)
+    if build:
+        _run("cmake", "--preset", PRESET)
+        _run("cmake", "--build", tree.build, "--target", *PRODUCT, PROGRAMS, "--", JOBS)
+        _run("cmake", "--install", tree.build)
+    return tree
+
+
+def revision_of_this_tree():
+    name = _run("git", "rev-parse", "--short", "HEAD")
+    return name + ("+" if _run("git", "status", "--porcelain") else "")
+
+
+def other(revision):
+    """Another revision of the project, built with the same choices. Its worktree stays for the next time."""
+    commit = _run("git", "rev-parse", "--verify", "--short", f"{revision}^{{commit}}")
+    source = PROJECT / "build" / "revisions" / commit
+    if not source.exists():
+        _run("git", "worktree", "prune")
+        _run("git", "worktree", "add", "--detach", source, commit)
+    tree = Tree(commit, source / "build" / PRESET)
+    # A revision of long ago may not know the preset; what is compared is made the same way all the same.
+    _run("cmake", "-S", source, "-B", tree.build, "-G", "Ninja", "-DCMAKE_CXX_COMPILER=g++", "-DCMAKE_BUILD_TYPE=Release",
+         "-DBUILD_TESTING=OFF", "-DPOE_BENCH=ON", f"-DCMAKE_INSTALL_PREFIX={tree.prefix}")
+    targets = _run("ninja", "-C", tree.build, "-t", "targets", "all")
+    programs = [PROGRAMS] if f"{PROGRAMS}: " in targets else []
+    _run("cmake", "--build", tree.build, "--target", *PRODUCT, *programs, "--", JOBS)
+    _run("cmake", "--install", tree.build)
+    return tree
