@@ -1,7 +1,7 @@
 """The table for people and the JSON for programs, from the same rows. Pure."""
 import dataclasses
 
-from harness.figures import CONTROL_TOLERANCE, MISSED, MORE, RATIO, is_trustworthy, verdict_of
+from harness.figures import CONTROL_TOLERANCE, MISSED, MORE, RATIO, SHOWN, is_trustworthy, verdict_of
 
 SCHEMA = 1
 
@@ -16,7 +16,7 @@ class Row:
     figure: object = None      # None when absent
     absent: str = ""           # why
     is_control: bool = False
-    is_compared: bool = False  # against another revision, which no bar judges
+    is_judged: bool = True     # no bar judges two revisions, or one tiny round
 
 
 def number_text(number, unit=""):
@@ -41,18 +41,21 @@ def limit_text(measure, limit, has_floor):
 def verdict_text(row):
     if row.figure is None:
         return f"not here: {row.absent}"
+    if not row.is_judged:
+        return SHOWN
     if row.is_control:
         return "as it must be" if is_trustworthy([row.figure.ratio]) else "NOT TRUSTWORTHY"
-    return "-" if row.is_compared else verdict_of(row.figure, row.measure)
+    return verdict_of(row.figure, row.measure)
 
 
 def cells_of(row):
     measure, figure = row.measure, row.figure
-    has_floor = figure is not None and figure.ratio is not None
-    limits = ("-", "-") if row.is_compared else (limit_text(measure, measure.bar, has_floor or figure is None),
-                                                 limit_text(measure, measure.aim, has_floor or figure is None))
+    has_floor = bool(row.floor_title)
+    limits = ("-", "-")
     if row.is_control:
         limits = (f"1 +- {CONTROL_TOLERANCE}", "-")
+    elif row.is_judged:
+        limits = (limit_text(measure, measure.bar, has_floor), limit_text(measure, measure.aim, has_floor))
     if figure is None:
         return (measure.title, "-", "-", "-", *limits, verdict_text(row))
     return (measure.title, number_text(figure.value, measure.unit), number_text(figure.floor, measure.unit),
