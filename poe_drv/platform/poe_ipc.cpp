@@ -1,5 +1,6 @@
 #include "platform/poe_ipc.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -43,18 +44,29 @@ struct local_address {
     socklen_t length;
 };
 
-// The address of `path`, whose zero belongs to it unless all 108 bytes are used. The path has 1 to 108 bytes.
+// A path's zero belongs to the address unless all 108 bytes are used.
+socklen_t address_length(std::size_t path_length) {
+    return static_cast<socklen_t>(path_offset + path_length + (path_length < longest_name ? 1 : 0));
+}
+
+// The address of `path`, which has 1 to 108 bytes.
 local_address address_of(const char* path, std::size_t path_length) {
     local_address address{};
     address.name.sun_family = AF_UNIX;
     std::memcpy(address.name.sun_path, path, path_length);
-    address.length = static_cast<socklen_t>(path_offset + path_length + (path_length < longest_name ? 1 : 0));
+    address.length = address_length(path_length);
     return address;
 }
 
 const sockaddr* generic(const local_address& address) {
     return reinterpret_cast<const sockaddr*>(&address.name);
 }
+
+// Who a datagram goes to, where the caller has it.
+struct destination {
+    const sockaddr* name;
+    socklen_t length;
+};
 
 void pause_ns(std::int64_t nanoseconds) {
     const timespec span{.tv_sec = static_cast<time_t>(nanoseconds / ns_per_second),
@@ -131,20 +143,42 @@ std::int64_t nanoseconds_of(const timeval& span) {
     return static_cast<std::int64_t>(span.tv_sec) * ns_per_second + static_cast<std::int64_t>(span.tv_usec) * ns_per_us;
 }
 
+// How full a send buffer is costs two system calls to ask. So it is asked only when what was sent since the last time
+// may have filled half of it, or when it was another socket's that was asked for.
+std::atomic<int> last_asked_socket{-1};
+std::atomic<int> bytes_until_asked{0};
+
+// The kernel charges a datagram's length and its own bookkeeping, rounded up to a power of two: never more than this.
+constexpr std::int64_t largest_bookkeeping = 4096;
+constexpr std::int64_t largest_charge(int length) {
+    return 2 * std::int64_t{length} + largest_bookkeeping;
+}
+
+bool is_surely_less_than_half_full(int descriptor, int length) {
+    const std::int64_t charge = largest_charge(length);
+    if (last_asked_socket.load(std::memory_order_acquire) != descriptor) return false;
+    if (bytes_until_asked.load(std::memory_order_relaxed) < charge) return false;
+    bytes_until_asked.fetch_sub(static_cast<int>(charge), std::memory_order_relaxed);
+    return true;
+}
+
 // What cannot be asked counts as nothing, so that no reply is held back for it.
-bool is_more_than_half_full(int descriptor) {
+bool is_more_than_half_full(int descriptor, int length) {
+    if (is_surely_less_than_half_full(descriptor, length)) return false;
     int unread = 0;
     int size = 0;
-    socklen_t length = sizeof size;
+    socklen_t size_length = sizeof size;
     ioctl(descriptor, SIOCOUTQ, &unread);
-    getsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &size, &length);
+    getsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &size, &size_length);
+    bytes_until_asked.store(size / 2 - unread, std::memory_order_relaxed);
+    last_asked_socket.store(descriptor, std::memory_order_release);
     return unread > size / 2;
 }
 
 // Only the one that a datagram socket is connected to may send to it.
-bool is_connected(const local_address& client) {
+bool is_connected(const destination& client) {
     const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const bool refused = connect(probe, generic(client), client.length) != 0 && errno == EPERM;
+    const bool refused = connect(probe, client.name, client.length) != 0 && errno == EPERM;
     close(probe);
     return refused;
 }
@@ -152,8 +186,8 @@ bool is_connected(const local_address& client) {
 // The kernel holds as many unread datagrams as the buffer has room for on behalf of a client that connected its socket
 // to ours, and a few on behalf of any other. So connected clients share one half of the buffer, and the other half is
 // kept.
-bool is_kept_for_others(int descriptor, const local_address& client) {
-    return is_more_than_half_full(descriptor) && is_connected(client);
+bool is_kept_for_others(int descriptor, const destination& client, int length) {
+    return is_more_than_half_full(descriptor, length) && is_connected(client);
 }
 
 bool may_pass_later(int error) {
@@ -175,6 +209,7 @@ int __poe_drv_ipc_socket_and_bind_init(int* socket_out, const char* path) {
         return -1;
     }
     enlarge_send_buffer(descriptor);
+    last_asked_socket.store(-1, std::memory_order_release);  // a closed socket's number may come again
     *socket_out = descriptor;
     return 0;
 }
@@ -187,13 +222,13 @@ int __poe_drv_ipc_send(int socket, const void* peer, const void* data, int lengt
     const char* path = static_cast<const char*>(peer) + path_offset;
     const std::size_t path_length = strnlen(path, longest_name);
     if (path_length == 0) return -1;  // unnamed, or named outside the file system
-    const local_address address = address_of(path, path_length);
-    if (is_kept_for_others(socket, address)) return -1;
+    const destination client{.name = static_cast<const sockaddr*>(peer), .length = address_length(path_length)};
+    if (is_kept_for_others(socket, client, length)) return -1;
 
     std::int64_t deadline_ns = 0;
     for (bool first = true;; first = false) {
         const ssize_t sent = sendto(socket, data, static_cast<std::size_t>(length), MSG_DONTWAIT | MSG_NOSIGNAL,
-                                    generic(address), address.length);
+                                    client.name, client.length);
         if (sent >= 0) return static_cast<int>(sent);
         if (timeout == nullptr || !may_pass_later(errno)) return -1;
         const std::int64_t now_ns = monotonic_ns();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <optional>
@@ -25,11 +26,14 @@ struct ends {
 };
 
 // Calls are made before any constructor of this program has run.
-constinit std::array<ends, 7> ends_of_calls{};
+constexpr std::size_t kernel_calls = 8;
+constinit std::array<ends, kernel_calls> ends_of_calls{};
+constinit std::array<std::atomic<int>, kernel_calls> calls{};
 constinit std::optional<netlink_message> waiting_message;
 
 // Whether the call fails, with errno set.
 bool is_refused(kernel_call call) {
+    calls[static_cast<std::size_t>(call)]++;
     ends& planned = ends_of_calls[static_cast<std::size_t>(call)];
     if (planned.next >= planned.count) return false;
     const int error = planned.errors[planned.next++];
@@ -69,6 +73,10 @@ void next_calls_end(kernel_call call, std::initializer_list<int> errors) {
         planned.errors.at(planned.count++) = error;
 }
 
+int calls_made(kernel_call call) {
+    return calls[static_cast<std::size_t>(call)];
+}
+
 void next_message_is(const netlink_message& message) {
     waiting_message = message;
 }
@@ -86,6 +94,11 @@ extern "C" {
 
 int bind(int descriptor, const sockaddr* name, socklen_t length) noexcept {
     return is_refused(kernel_call::bind) ? -1 : static_cast<int>(syscall(SYS_bind, descriptor, name, length));
+}
+
+int getsockopt(int descriptor, int level, int name, void* value, socklen_t* length) noexcept {
+    if (is_refused(kernel_call::getsockopt)) return -1;
+    return static_cast<int>(syscall(SYS_getsockopt, descriptor, level, name, value, length));
 }
 
 int lstat(const char* path, struct stat* found) noexcept {

@@ -7,10 +7,13 @@
 
 #include <sys/types.h>
 
-enum class kernel_call : std::uint8_t { bind, lstat, read, recvfrom, sendto, socket, unlink };
+enum class kernel_call : std::uint8_t { bind, getsockopt, lstat, read, recvfrom, sendto, socket, unlink };
 
 // How the next calls end, one after the other: 0 is what the kernel says, anything else a failure with that errno.
 void next_calls_end(kernel_call call, std::initializer_list<int> errors);
+
+// How often the call was made so far.
+int calls_made(kernel_call call);
 
 // A message that the next recvfrom receives before those that the kernel has.
 struct netlink_message {

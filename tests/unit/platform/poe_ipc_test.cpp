@@ -643,6 +643,18 @@ TEST_F(ipc_send, four_hundred_clients_that_never_read_leave_room_for_a_healthy_o
     }
 }
 
+TEST_F(ipc_send, how_full_the_buffer_is_is_asked_once_in_many_sends) {
+    constexpr int sends = 1000;
+    const int before = calls_made(kernel_call::getsockopt);
+    for (int i = 0; i < sends; i++) {
+        ASSERT_EQ(send_to(daemon, peer, "reply", nullptr), 5);
+        ASSERT_EQ(received_by(client), "reply");
+    }
+    const int asked = calls_made(kernel_call::getsockopt) - before;
+    EXPECT_GE(asked, 1);
+    EXPECT_LE(asked, sends / 20);  // as often as that only where the buffer is small
+}
+
 // Sends to a client that is connected to the daemon and does not read, until it gets nothing more.
 class ipc_send_to_a_connected_client : public ipc_send {
   protected:
@@ -652,8 +664,9 @@ class ipc_send_to_a_connected_client : public ipc_send {
     descriptor connected = bound(connected_path);
     std::vector<unsigned char> connected_peer = peer_bytes(AF_UNIX, connected_path);
 
-    ipc_send_to_a_connected_client() {
-        const auto [name, length] = address(server_path);
+    ipc_send_to_a_connected_client() { connect_to(server_path); }
+    void connect_to(const std::string& path) {
+        const auto [name, length] = address(path);
         EXPECT_EQ(connect(connected.number, reinterpret_cast<const sockaddr*>(&name), length), 0);
     }
     int sent_without_a_read() {
@@ -662,6 +675,16 @@ class ipc_send_to_a_connected_client : public ipc_send {
             sent++;
         return sent;
     }
+    static void make_buffer_small(const descriptor& one) {
+        const int size = 100 * 1024;
+        ASSERT_EQ(setsockopt(one.number, SOL_SOCKET, SO_SNDBUF, &size, sizeof size), 0);
+    }
+    static void expect_about_half_unread(const descriptor& one) {
+        int unread = 0;
+        ASSERT_EQ(ioctl(one.number, SIOCOUTQ, &unread), 0);
+        EXPECT_GT(unread, send_buffer_of(one.number) / 2);
+        EXPECT_LT(unread, send_buffer_of(one.number) * 3 / 4);
+    }
 };
 
 TEST_F(ipc_send_to_a_connected_client, one_that_never_reads_leaves_half_of_the_buffer_to_the_others) {
@@ -669,14 +692,36 @@ TEST_F(ipc_send_to_a_connected_client, one_that_never_reads_leaves_half_of_the_b
     const int before = open_descriptors();
     EXPECT_EQ(send_to(daemon, connected_peer, reply, &ten_s), -1);
     EXPECT_EQ(open_descriptors(), before);
-    int unread = 0;
-    ASSERT_EQ(ioctl(daemon.number, SIOCOUTQ, &unread), 0);
-    EXPECT_GT(unread, send_buffer_of(daemon.number) / 2);
-    EXPECT_LT(unread, send_buffer_of(daemon.number) * 3 / 4);
+    expect_about_half_unread(daemon);
     for (int i = 0; i < 20; i++) {
         ASSERT_EQ(send_to(daemon, peer, reply, nullptr), 396) << "reply " << i;
         ASSERT_EQ(received_by(client), reply);
     }
+}
+
+TEST_F(ipc_send_to_a_connected_client, another_sockets_room_is_not_taken_for_this_ones) {
+    const std::string other_path = in_folder("other");
+    descriptor other;
+    ASSERT_EQ(bind_to(other_path, other), 0);
+    make_buffer_small(other);
+    connect_to(other_path);
+    do {
+        ASSERT_EQ(send_to(daemon, peer, reply, nullptr), 396);
+        ASSERT_EQ(received_by(client), reply);
+    } while (send_to(other, connected_peer, reply, nullptr) > 0);
+    expect_about_half_unread(other);
+}
+
+TEST_F(ipc_send_to_a_connected_client, a_closed_sockets_room_is_not_taken_for_that_of_the_next_with_its_number) {
+    ASSERT_EQ(send_to(daemon, peer, reply, nullptr), 396);
+    const int number = daemon.number;
+    { const descriptor closed = std::move(daemon); }
+    daemon = server();
+    ASSERT_EQ(daemon.number, number);
+    make_buffer_small(daemon);
+    connect_to(server_path);
+    sent_without_a_read();
+    expect_about_half_unread(daemon);
 }
 
 TEST_F(ipc_send_to_a_connected_client, one_that_reads_again_is_answered_again) {
