@@ -123,8 +123,10 @@ std::uint32_t portStatsDataSorting(std::span<const stats_slot> slots, std::span<
     const std::size_t oldest = oldest_slot(slots.first(count));
     const stats_slot* newest = nullptr;
     std::size_t newest_position = 0;
+    std::size_t index = oldest;
     for (std::size_t position = 0; position < count; position++) {
-        const stats_slot& slot = slots[(oldest + position) % count];
+        const stats_slot& slot = slots[index];
+        index = index + 1 == count ? 0 : index + 1;
         out_entries[position].valid = slot.valid;
         out_entries[position].uptime_s = slot.uptime_s;
         out_entries[position].average_w = slot.average_w;

@@ -16,6 +16,11 @@
 
 namespace {
 
+port_stats port_stats_now(std::size_t port) EXCLUDES(g_mutex_poe_tick_thread) {
+    const tick_lock held;
+    return g_port_stats[port];
+}
+
 port_stats_records all_port_stats_now() EXCLUDES(g_mutex_poe_tick_thread) {
     const tick_lock held;
     return g_port_stats;
@@ -104,7 +109,7 @@ int poe_drv_ipc_reply_get_one_port_statistics(int socket, const void* peer, unsi
         return request_rejected;
     }
     reply.port = port;
-    fill_history(reply, all_port_stats_now()[port]);
+    fill_history(reply, port_stats_now(port));
     send_reply(socket, peer, reply);
     return request_served;
 }
