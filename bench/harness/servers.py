@@ -1,7 +1,7 @@
 """Servers to measure: the daemon on the virtual switch, and floors and other programs beside it."""
 import contextlib
+import itertools
 import json
-import os
 import pathlib
 import shutil
 import signal
@@ -19,6 +19,8 @@ from world import DAEMON_SOCKET, World  # noqa: E402
 
 BUS_LATENCY_US = 2400  # what the controller's bus takes for an answer
 PATIENCE_S = 30
+
+_names = itertools.count(1)
 
 
 class Bench:
@@ -102,10 +104,19 @@ def run(program, *words, cpu=machine.MEASURED_CPU, **how):
 def round_trips(bench, server, *, kind, length, count, in_flight=1, clients=1):
     """Requests of one type to a server: what load/round_trips tells, and the server's processor time for each."""
     before = machine.run_ns(server.pid)
-    told = run(bench.tree.program("load/round_trips"), server.address, server.folder / f"client-{os.getpid()}", kind, length,
+    told = run(bench.tree.program("load/round_trips"), server.address, server.folder / f"client-{next(_names)}", kind, length,
                count, in_flight, clients)
     told["cpu_us"] = (machine.run_ns(server.pid) - before) / 1000 / told["sent"]
     return told
+
+
+@contextlib.contextmanager
+def deaf_client(bench, server, every_us):
+    """Meanwhile a client whose queue of replies is full asks once in every_us, from the other processor."""
+    command = [bench.tree.program("load/deaf_client"), server.address, server.folder / f"deaf-{next(_names)}", every_us]
+    with process(command, stdout=subprocess.PIPE) as started:
+        assert started.stdout.readline(), "the deaf client has ended"
+        yield
 
 
 def wait_until(predicate, what):

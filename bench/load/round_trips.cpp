@@ -9,11 +9,10 @@
 #include <vector>
 
 #include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
-#include "load/clock.h"
+#include "clock.h"
+#include "load/datagrams.h"
 #include "load/percentiles.h"
 
 namespace {
@@ -21,19 +20,6 @@ namespace {
 constexpr std::size_t longest_message = 2352;
 constexpr int words_needed = 8;
 constexpr int longest_wait_ms = 5000;  // a server that has not answered by then has lost the request
-
-[[noreturn]] void give_up(const char* what) {
-    std::perror(what);
-    std::exit(1);
-}
-
-sockaddr_un address_of(const std::string& path) {
-    sockaddr_un name{};
-    name.sun_family = AF_UNIX;
-    if (path.size() >= sizeof name.sun_path) give_up("a name too long");
-    path.copy(name.sun_path, path.size());
-    return name;
-}
 
 // Requests are answered in the order of their sending, so the moments of sending form a ring.
 struct client {
@@ -45,19 +31,13 @@ struct client {
 };
 
 client client_named(const std::string& name, std::size_t in_flight) {
-    const int descriptor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const sockaddr_un address = address_of(name);
-    if (descriptor < 0 || bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        give_up(name.c_str());
-    }
-    return {.socket = descriptor, .name = name, .sent_ns = std::vector<std::int64_t>(in_flight)};
+    return {.socket = socket_named(name), .name = name, .sent_ns = std::vector<std::int64_t>(in_flight)};
 }
 
 void send_one(client& one, const sockaddr_un& server, const std::vector<unsigned char>& request) {
     one.sent_ns[(one.oldest + one.in_flight) % one.sent_ns.size()] = monotonic_ns();
     one.in_flight++;
-    if (sendto(one.socket, request.data(), request.size(), 0, reinterpret_cast<const sockaddr*>(&server),
-               sizeof server) < 0) {
+    if (sendto(one.socket, request.data(), request.size(), 0, generic(server), sizeof server) < 0) {
         give_up("send");
     }
 }

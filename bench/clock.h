@@ -1,4 +1,4 @@
-// The clock of the load programs.
+// The clock of floors and load programs.
 #pragma once
 
 #include <cstdint>
