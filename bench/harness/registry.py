@@ -79,11 +79,15 @@ def subject(name, *measures, repeats=True, control=False):
 
 
 def all_subjects():
-    """Every subject of bench/measures, in the order of the files' names; controls come first."""
+    """Every subject of bench/measures, in the order of the files' names; controls come first, what no bar judges last."""
     sys.path.insert(0, str(MEASURES.parent))
     for module in sorted(one.name for one in pkgutil.iter_modules([str(MEASURES)])):
         importlib.import_module(f"measures.{module}")
-    return sorted(_subjects.values(), key=lambda one: not one.control)
+    return in_order(_subjects.values())
+
+
+def in_order(subjects):
+    return sorted(subjects, key=lambda one: (not one.control, all(measure.bar is None for measure in one.measures)))
 
 
 def chosen(subjects, names):

@@ -1,5 +1,6 @@
 """The table for people and the JSON for programs, from the same rows. Pure."""
 import dataclasses
+import math
 
 from harness.figures import CONTROL_TOLERANCE, MISSED, MORE, RATIO, SHOWN, is_trustworthy, verdict_of
 
@@ -13,8 +14,9 @@ class Row:
     subject: str
     measure: object            # registry.Measure
     floor_title: str = ""      # what `figure.floor` is of
-    figure: object = None      # None when absent
-    absent: str = ""           # why
+    figure: object = None      # None when absent or broken
+    absent: str = ""           # why there is none here
+    broken: str = ""           # what went wrong
     is_control: bool = False
     is_judged: bool = True     # no bar judges two revisions, or one tiny round
 
@@ -39,6 +41,8 @@ def limit_text(measure, limit, has_floor):
 
 
 def verdict_text(row):
+    if row.broken:
+        return f"BROKEN: {row.broken}"
     if row.figure is None:
         return f"not here: {row.absent}"
     if not row.is_judged:
@@ -83,6 +87,12 @@ def missed(rows):
     return [row for row in rows if row.figure is not None and verdict_text(row) == MISSED]
 
 
+def broken(rows):
+    """What did not run to its end, or gave something that is no number."""
+    return [row for row in rows if row.broken or row.figure is not None and not all(
+        math.isfinite(one) for one in (row.figure.value, row.figure.floor, row.figure.ratio) if one is not None)]
+
+
 def json_of(rows, *, machine, revision, compared_with, rounds, mode):
     """schema 1. A ratio is that of the medians' neighbours (value / floor, or value / the compared revision's)."""
     ratios = control_ratios(rows)
@@ -93,6 +103,7 @@ def json_of(rows, *, machine, revision, compared_with, rounds, mode):
             "subject": row.subject, "name": row.measure.name, "title": row.measure.title, "unit": row.measure.unit,
             "better": row.measure.better, "judged": row.measure.judged, "bar": row.measure.bar, "aim": row.measure.aim,
             "floor_title": row.floor_title, "control": row.is_control, "absent": row.absent or None,
+            "broken": row.broken or None,
             "value": row.figure and row.figure.value, "floor": row.figure and row.figure.floor,
             "ratio": row.figure and row.figure.ratio, "spread": row.figure and list(row.figure.spread),
             "verdict": verdict_text(row) if row.figure else None} for row in rows]}

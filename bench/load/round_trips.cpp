@@ -96,11 +96,5 @@ int main(int count_of_words, char** words) {
     const std::int64_t whole_ns = monotonic_ns() - began_ns;
     for (const client& one : clients)
         unlink(one.name.c_str());
-
-    const latencies found = latencies_of(taken_ns);
-    std::printf(
-        "{\"sent\": %zu, \"p50_us\": %.3f, \"p99_us\": %.3f, \"p99_9_us\": %.3f, \"max_us\": %.3f, "
-        "\"per_second\": %.1f}\n",
-        sent, found.p50_us, found.p99_us, found.p99_9_us, found.max_us,
-        static_cast<double>(count) * 1e9 / static_cast<double>(whole_ns));
+    print_latencies(taken_ns, whole_ns);
 }
