@@ -55,9 +55,3 @@ def verdict_of(figure, measure):
 
 def is_trustworthy(control_ratios):
     return all(abs(ratio - 1) <= CONTROL_TOLERANCE for ratio in control_ratios)
-
-
-def percentile(sorted_numbers, share):
-    """The smallest number that at least this share of all does not exceed."""
-    rank = max(1, -(-len(sorted_numbers) * share // 1))
-    return sorted_numbers[int(rank) - 1]
