@@ -1,12 +1,15 @@
 // A server of datagrams that does what the daemon must do for each, and nothing else: wait, receive, one lock around
-// one copy, a send that never waits for longer than a millisecond. required_calls ADDRESS
+// one copy, a send that never waits for longer than a millisecond.
+//   required_calls ADDRESS [IDLE_THREADS]
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
 #include <pthread.h>
 #include <sys/select.h>
+#include <unistd.h>
 
 #include "clock.h"
 #include "floor/datagram_server.h"
@@ -34,9 +37,22 @@ void send_within_a_millisecond(int descriptor, const void* reply, std::size_t le
     }
 }
 
+void* wait_for_ever(void*) {
+    for (;;)
+        pause();
+}
+
+void start_idle_threads(unsigned long count) {
+    for (unsigned long i = 0; i < count; i++) {
+        pthread_t thread;
+        pthread_create(&thread, nullptr, wait_for_ever, nullptr);
+    }
+}
+
 }  // namespace
 
-int main(int, char** words) {
+int main(int count_of_words, char** words) {
+    if (count_of_words > 2) start_idle_threads(std::strtoul(words[2], nullptr, 10));
     const int descriptor = socket_named(words[1]);
     unsigned char message[longest_message];
     unsigned char reply[longest_message];

@@ -45,10 +45,21 @@ def here(build=True):
         _run("cmake", "--preset", PRESET)
         _run("cmake", "--build", tree.build, "--target", *PRODUCT, PROGRAMS, "--", JOBS)
         _run("cmake", "--install", tree.build)
+        _note(tree).write_text(_revision_of_sources() + "\n")
     return tree
 
 
-def revision_of_this_tree():
+def built_revision(tree):
+    """What the tree was built from when it was last built here: a commit, with + behind it when files differed from it."""
+    note = _note(tree)
+    return note.read_text().strip() if note.exists() else "unknown"
+
+
+def _note(tree):
+    return tree.build / "built-revision"
+
+
+def _revision_of_sources():
     name = _run("git", "rev-parse", "--short", "HEAD")
     return name + ("+" if _run("git", "status", "--porcelain") else "")
 

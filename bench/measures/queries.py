@@ -3,6 +3,7 @@ from harness.registry import Measure, subject
 from harness.servers import daemon, floor, round_trips
 
 REQUESTS = 10000
+OTHER_THREADS = 2
 MADE_UP_MINUTES = 7 * 24 * 60  # fills all three rings
 
 # type: length of the request
@@ -52,20 +53,34 @@ def history_floor(bench):
         yield lambda: sample(bench, one, HISTORY_QUERY)
 
 
-@subject("required_calls", Measure("required_calls_p50", "the required calls, round trip p50 (type 6)", "us"),
-         Measure("required_calls_cpu", "the required calls, CPU a request (type 6)", "us"))
+def calls_sample(name, bench, server):
+    told = round_trips(bench, server, kind=6, length=100, count=bench.count(REQUESTS, smoke=100))
+    return {f"{name}_p50": told["p50_us"], f"{name}_cpu": told["cpu_us"]}
+
+
+@subject("required_calls", Measure("required_calls_p50", "the required calls, round trip p50", "us"),
+         Measure("required_calls_cpu", "the required calls, CPU a request", "us"))
 def required_calls(bench, _):
     """What the required calls themselves cost, against the barest echo there can be."""
     with floor(bench, "required_calls") as one:
-        yield lambda: sample_required_calls(bench, one)
+        yield lambda: calls_sample("required_calls", bench, one)
 
 
 @required_calls.floor("the barest echo")
 def barest_echo(bench):
     with floor(bench, "echo") as one:
-        yield lambda: sample_required_calls(bench, one)
+        yield lambda: calls_sample("required_calls", bench, one)
 
 
-def sample_required_calls(bench, server):
-    told = round_trips(bench, server, kind=6, length=100, count=bench.count(REQUESTS, smoke=100))
-    return {"required_calls_p50": told["p50_us"], "required_calls_cpu": told["cpu_us"]}
+@subject("among_threads", Measure("among_threads_p50", "the required calls among three threads, round trip p50", "us"),
+         Measure("among_threads_cpu", "the required calls among three threads, CPU a request", "us"))
+def among_threads(bench, _):
+    """What it costs a server that it is one of three threads, as the daemon's main thread must be."""
+    with floor(bench, "required_calls", OTHER_THREADS) as one:
+        yield lambda: calls_sample("among_threads", bench, one)
+
+
+@among_threads.floor("an echo with the required calls")
+def alone(bench):
+    with floor(bench, "required_calls") as one:
+        yield lambda: calls_sample("among_threads", bench, one)
