@@ -122,6 +122,7 @@ int poe_check_report_key(const controller_frame& answer) {
 }
 
 void poe_talk_with_kernel_error_msg(int status, const char* function_name, int line) {
+    if (status == controller_ok) return;
     for (const status_message& row : status_messages) {
         if (row.status != status) continue;
         if (row.leaves_mark) poe_error_write_to_flash();

@@ -3,10 +3,8 @@
 #include <cstring>
 
 void poe_cal_data_checksum(const controller_frame& frame, std::uint8_t& out) {
-    unsigned sum = unsigned{frame.key} + frame.selector;
-    for (const std::uint8_t byte : frame.data)
-        sum += byte;
-    out = static_cast<std::uint8_t>(sum);
+    const auto& [a, b, c, d, e, f, g, h, i] = frame.data;
+    out = static_cast<std::uint8_t>(frame.key + frame.selector + a + b + c + d + e + f + g + h + i);
 }
 
 void poe_cal_data_fill_chk(controller_frame& frame) {

@@ -15,18 +15,17 @@ struct wire_number {
     static_assert(std::is_unsigned_v<number>);
     std::uint8_t bytes[sizeof(number)];
 
-    static constexpr std::size_t at(std::size_t i) { return order == std::endian::little ? i : sizeof(number) - 1 - i; }
-    constexpr operator number() const {  // reads like the number it is
-        std::uint64_t value = 0;
+    constexpr operator number() const { return swapped(std::bit_cast<number>(*this)); }  // reads like the number it is
+    constexpr wire_number& operator=(number value) { return *this = std::bit_cast<wire_number>(swapped(value)); }
+
+  private:
+    // From the machine's byte order into this one, or back.
+    static constexpr number swapped(number value) {
+        if constexpr (order == std::endian::native) return value;
+        std::uint64_t reversed = 0;
         for (std::size_t i = 0; i < sizeof(number); i++)
-            value |= std::uint64_t{bytes[at(i)]} << (8 * i);
-        return static_cast<number>(value);
-    }
-    constexpr wire_number& operator=(number value) {
-        for (std::size_t i = 0; i < sizeof(number); i++) {
-            bytes[at(i)] = static_cast<std::uint8_t>(std::uint64_t{value} >> (8 * i));
-        }
-        return *this;
+            reversed = reversed << 8 | (std::uint64_t{value} >> 8 * i & 0xFF);
+        return static_cast<number>(reversed);
     }
 };
 

@@ -1,5 +1,6 @@
 #include "supervision/apply.h"
 
+#include <array>
 #include <optional>
 
 #include "controller/operations.h"
@@ -140,10 +141,19 @@ std::optional<message> request_in(const void* record, int length) {
 
 // --- the automatic re-enable ---
 
-bool is_due(std::uint8_t port, std::uint32_t now) EXCLUDES(g_mutex_poe_tick_thread) {
-    const std::uint32_t seconds = static_cast<std::uint8_t>(g_port_pmt[port].Re_Enable_Val.get());
+// All entries and the tick of one moment: a pass of the cycle asks for them, and takes the lock once.
+struct power_cycles {
+    std::array<port_pwr_re_en, port_count> entry;
+    std::uint32_t now;
+};
+
+power_cycles power_cycles_now() EXCLUDES(g_mutex_poe_tick_thread) {
     const tick_lock held;
-    const port_pwr_re_en& entry = g_port_pwr_re_en[port];
+    return {.entry = g_port_pwr_re_en, .now = g_poe_thread_tick_cnt.get()};
+}
+
+bool is_due(const port_pwr_re_en& entry, std::uint8_t port, std::uint32_t now) {
+    const std::uint32_t seconds = static_cast<std::uint8_t>(g_port_pmt[port].Re_Enable_Val.get());
     return entry.pending != 0 && now - entry.tick >= seconds * ticks_per_second;
 }
 
@@ -213,10 +223,10 @@ int poe_talk_with_kernel_ipc_proccess_change_one_port_pmt(port_parameter_block& 
 }
 
 int poe_do_reenable_port_power() {
-    const std::uint32_t now = get_poe_tick();
+    const power_cycles cycles = power_cycles_now();
     int switched = 0;
     for (std::uint8_t port = 0; port < port_count; port++) {
-        if (!is_due(port, now)) continue;
+        if (!is_due(cycles.entry[port], port, cycles.now)) continue;
         port_parameter_block block = enable_block(port, on);
         switched |= poe_talk_with_kernel_ipc_proccess_change_one_port_pmt(block);
         const tick_lock held;
