@@ -11,6 +11,14 @@ target_compile_options(bench_inside PUBLIC $<$<CXX_COMPILER_ID:Clang>:-Wno-threa
 bench_program(inside/sweep inside/sweep.cpp LINKS bench_inside poe_self_contained)
 bench_program(inside/queue inside/queue.cpp LINKS bench_inside poe_self_contained)
 
+# Each function as it stands in its file, so that a path's count changes with the code of that path only.
+include(CheckIncludeFileCXX)
+check_include_file_cxx(valgrind/callgrind.h POE_HAS_CALLGRIND)
+if(POE_HAS_CALLGRIND)
+    bench_program(inside/paths inside/paths.cpp LINKS bench_inside)
+    target_link_options(bench_inside_paths PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-lto>)
+endif()
+
 # The daemon's libraries too, though nothing of them is called.
 set(daemon_libraries -Wl,--push-state,--no-as-needed libpoe_ipc link_mon_intf OrvCom -Wl,--pop-state)
 foreach(name three_threads start)
