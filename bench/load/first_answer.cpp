@@ -3,20 +3,17 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "floor/datagram_server.h"
-#include "load/clock.h"
+#include "clock.h"
+#include "load/datagrams.h"
 
 int main(int count, char** words) {
     if (count != 3) return EXIT_FAILURE;
     const int descriptor = socket_named(words[2]);
-    sockaddr_un server{};
-    server.sun_family = AF_UNIX;
-    std::strncpy(server.sun_path, words[1], sizeof server.sun_path - 1);
+    const sockaddr_un server = address_of(words[1]);
 
     constexpr timespec moment{.tv_sec = 0, .tv_nsec = 20000};
     const unsigned char request[8]{};
-    while (sendto(descriptor, request, sizeof request, 0, reinterpret_cast<const sockaddr*>(&server), sizeof server) <
-           0) {
+    while (sendto(descriptor, request, sizeof request, 0, generic(server), sizeof server) < 0) {
         nanosleep(&moment, nullptr);
     }
     unsigned char reply[64];

@@ -8,7 +8,7 @@
 
 #include <unistd.h>
 
-#include "load/clock.h"
+#include "clock.h"
 
 int main(int count, char** words) {
     if (count < 4) return EXIT_FAILURE;
