@@ -77,7 +77,10 @@ target_link_libraries(poe_daemon_dialect INTERFACE poe_build poe_instrumented po
 # For the programs and shared libraries in that dialect: the compiler's own arithmetic, such as 64-bit division on a
 # 32-bit machine, goes into them, not into one more library that the switch must have.
 add_library(poe_self_contained INTERFACE)
-target_link_options(poe_self_contained INTERFACE LINKER:--as-needed LINKER:--gc-sections $<${fitted}:-flto=auto>)
+target_link_options(poe_self_contained INTERFACE LINKER:--as-needed $<${fitted}:-flto=auto>)
 if(NOT POE_SANITIZE)
     target_link_options(poe_self_contained INTERFACE -static-libgcc)
+endif()
+if(NOT POE_COVERAGE)
+    target_link_options(poe_self_contained INTERFACE LINKER:--gc-sections)
 endif()

@@ -21,11 +21,14 @@ struct wire_number {
   private:
     // From the machine's byte order into this one, or back.
     static constexpr number swapped(number value) {
-        if constexpr (order == std::endian::native) return value;
-        std::uint64_t reversed = 0;
-        for (std::size_t i = 0; i < sizeof(number); i++)
-            reversed = reversed << 8 | (std::uint64_t{value} >> 8 * i & 0xFF);
-        return static_cast<number>(reversed);
+        if constexpr (order == std::endian::native) {
+            return value;
+        } else {
+            std::uint64_t reversed = 0;
+            for (std::size_t i = 0; i < sizeof(number); i++)
+                reversed = reversed << 8 | (std::uint64_t{value} >> 8 * i & 0xFF);
+            return static_cast<number>(reversed);
+        }
     }
 };
 
