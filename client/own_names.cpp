@@ -12,7 +12,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <mutex>
 #include <utility>
 
 #include "poe_client/own_folder.h"
@@ -48,8 +47,7 @@ std::array<slot, 64> slots;
 static_assert(std::atomic<pid_t>::is_always_lock_free && std::atomic<std::uint32_t>::is_always_lock_free);
 
 int claim_slot(const std::string& folder) {
-    static std::once_flag exit_is_watched;
-    std::call_once(exit_is_watched, [] { std::atexit(remove_own_names); });
+    [[maybe_unused]] static const int exit_is_watched = std::atexit(remove_own_names);
     for (std::size_t i = 0; i < slots.size(); i++) {
         pid_t free = 0;
         if (!slots[i].owner.compare_exchange_strong(free, being_written)) continue;
