@@ -100,8 +100,13 @@ def test_the_shared_object_offers_what_the_headers_declare_under_one_version_and
     plain = {name.partition("@")[0] for name in names} - {"POE_CLIENT_1"}
     of_c = {name for name in plain if not name.startswith("_Z")}
     assert of_c == declared_functions() and len(of_c) == 67
-    others = [name for name in run("c++filt", *(plain - of_c)).splitlines() if not name.startswith("poe_client::")]
-    assert not others
+    of_c_plus_plus = run("c++filt", *(plain - of_c)).splitlines()
+    assert not [name for name in of_c_plus_plus if not name.startswith("poe_client::")]
+    functions = {re.sub(r"[([].*", "", name) for name in of_c_plus_plus}
+    for header in ("connection.h", "requests.h", "own_names.h", "status_codes.h"):
+        text = re.sub(r"//.*", "", (HEADER.parent / header).read_text())
+        declared = set(re.findall(r"^(?:POE_CLIENT_API )?[\w:][\w:<>&, ]* (\w+)\([^;{]*\);", text, re.MULTILINE))
+        assert declared and {f"poe_client::{name}" for name in declared} <= functions, header
     # What is inside stays inside.
     assert not [name for name in plain if re.search("exchange|codec|encode|decode|own_folder|loop_descriptor", name)]
 
@@ -212,6 +217,55 @@ def test_a_project_of_c_alone_can_use_the_package(moved_prefix, tmp_path):
     run("cmake", "-S", tmp_path, "-B", tmp_path / "build", f"-DCMAKE_PREFIX_PATH={moved_prefix}",
         f"-DCMAKE_C_COMPILER={CC}")
     run("cmake", "--build", tmp_path / "build")
+
+
+# --- the guide --------------------------------------------------------------------------------------------------------
+
+GUIDE = (PROJECT / "docs/integrators.md").read_text(encoding="utf-8")
+
+
+def blocks(language):
+    return re.findall(rf"^```{language}\n(.*?)^```", GUIDE, re.MULTILINE | re.DOTALL)
+
+
+@pytest.mark.parametrize("language, compiler", [("c", [CC, "-std=c99", "-x", "c"]), ("cpp", [CXX, "-std=c++20", "-x", "c++"])])
+def test_the_guides_programs_do_what_it_says(language, compiler, moved_prefix, powered_world, tmp_path):
+    programs = blocks(language)
+    assert programs
+    for number, text in enumerate(programs):
+        source, built = tmp_path / f"{number}.source", tmp_path / f"{number}"
+        source.write_text(text)
+        if "int main" not in text:
+            run(*compiler, *STRICT, f"-I{moved_prefix}/include", "-c", source, "-o", built)
+            continue
+        run(*compiler, *STRICT, f"-I{moved_prefix}/include", source, "-x", "none", f"-L{moved_prefix}/lib", "-lpoe_client",
+            f"-Wl,-rpath,{moved_prefix}/lib", "-o", built)
+        assert re.fullmatch(r"delivering, 12\d\d\d mW\n", run(built, env=environment(powered_world)))
+
+
+def test_the_guides_python_does_what_it_says(powered_world):
+    for text, said in zip(blocks("python"), (r"delivering, 12\d\d\d mW\n", r"12\d\d\d mW\n"), strict=True):
+        assert re.fullmatch(said, run(sys.executable, "-B", "-c", text,
+                                      env=environment(powered_world, PYTHONPATH=str(MODULES))))
+
+
+def test_the_guides_cmake_is_what_the_examples_use():
+    lists = (EXAMPLES / "CMakeLists.txt").read_text()
+    (text,) = blocks("cmake")
+    assert all(line in lists.replace("port_status PRIVATE", "your_program PRIVATE") for line in text.splitlines())
+
+
+def test_the_guides_table_of_errors_is_complete(poe_client):
+    rows = re.findall(r"^\| `(POE_CLIENT_\w+)` \| (?:`([\w:]+)`)? *\| `(\w+)` \|", GUIDE, re.MULTILINE)
+    enumerators = re.findall(r"^    (POE_CLIENT_\w+) = \d", HEADER.read_text().split("enum poe_client_error {")[1].split("}")[0],
+                             re.MULTILINE)
+    assert [row[0] for row in rows] == [name for name in enumerators if name != "POE_CLIENT_OK"]
+    kinds = re.findall(r"^    (\w+),", (PREFIX / "include/poe_client/result.h").read_text(), re.MULTILINE)
+    assert [row[1] for row in rows if row[1] and ":" not in row[1]] == [kind for kind in kinds if kind != "none"]
+    library = poe_client._library
+    for c_name, _, python_name in rows:
+        error = poe_client.errors.error_of(getattr(library, c_name.removeprefix("POE_CLIENT_")))
+        assert type(error).__name__ == python_name
 
 
 # --- Python -----------------------------------------------------------------------------------------------------------

@@ -28,31 +28,30 @@ class Pending(Generic[_Answer]):
     readable, call `done()`. A timeout makes it readable, too."""
 
     def __init__(self, connection: Connection, answer: Any):
-        self._connection: Connection | None = connection
+        self._connection = connection
         self._raw = answer
         self._value: Any = None
         self._error: Exception | None = None
+        self._is_over = False
 
     def fileno(self) -> int:
         """The connection's descriptor, the same for all its requests."""
-        if self._connection is None:
-            raise usage("nothing is pending any more")
         return self._connection.fileno()
 
     def done(self) -> bool:
         """Takes what has come, and never waits. True when there is a result or an error."""
-        if self._connection is None:
+        if self._is_over:
             return True
         size = 0 if self._raw is None else ctypes.sizeof(self._raw)
         answer = None if self._raw is None else ctypes.byref(self._raw)
         error = self._connection._call("take", answer, size)
         if error == _library.PENDING:
             return False
+        self._is_over = True
         if error != _library.OK:
             self._error = self._connection._error(error)
         elif self._raw is not None:
             self._value = _answer_of(self._raw)
-        self._end()
         return True
 
     def result(self) -> _Answer:
@@ -70,17 +69,14 @@ class Pending(Generic[_Answer]):
 
     def cancel(self) -> None:
         """No answer is wanted any more. A setting may have been taken by the daemon all the same."""
-        if self._connection is None:
+        if self._is_over:
             return
-        self._connection._call("cancel")
+        self._is_over = True
         self._error = usage("the request was cancelled")
-        self._end()
+        self._connection._call("cancel")
 
     def __del__(self) -> None:
         self.cancel()
-
-    def _end(self) -> None:
-        self._connection = None
 
 
 class Connection:
