@@ -8,9 +8,9 @@
 #include "poe_client/requests.h"
 #include "poe_client/status_codes.h"
 
-static_assert(POE_CLIENT_VERSION_MAJOR == POE_PROJECT_VERSION_MAJOR &&
-              POE_CLIENT_VERSION_MINOR == POE_PROJECT_VERSION_MINOR &&
-              POE_CLIENT_VERSION_PATCH == POE_PROJECT_VERSION_PATCH);
+static_assert(POE_CLIENT_VERSION_MAJOR == POE_PROJECT_VERSION_MAJOR);
+static_assert(POE_CLIENT_VERSION_MINOR == POE_PROJECT_VERSION_MINOR);
+static_assert(POE_CLIENT_VERSION_PATCH == POE_PROJECT_VERSION_PATCH);
 static_assert(POE_CLIENT_DEFAULT_TIMEOUT_MS == poe_client::default_timeout.count());
 
 namespace {
