@@ -296,6 +296,13 @@ def test_the_module_loads_the_library_of_its_own_prefix(moved_prefix, poe_client
     assert run(sys.executable, "-c", program, env=named) == f"{PREFIX}/lib/libpoe_client.so 1.0.0\n"
 
 
+def test_a_library_that_cannot_be_loaded_is_named():
+    done = subprocess.run([sys.executable, "-B", "-c", "import poe_client"], capture_output=True, text=True, check=False,
+                          env={**os.environ, "PYTHONPATH": str(MODULES), "POE_CLIENT_LIBRARY": "/nowhere/one.so"})
+    assert done.returncode == 1
+    assert "ImportError: cannot load /nowhere/one.so" in done.stderr and "$POE_CLIENT_LIBRARY" in done.stderr
+
+
 def test_the_modules_structures_are_those_of_the_header(poe_client, tmp_path):
     library = poe_client._library
     kinds = {re.sub(r"(?<!^)(?=[A-Z])", "_", name).lower(): kind for name, kind in vars(library).items()

@@ -121,8 +121,11 @@ def _path() -> str:
 
 
 def _load() -> ctypes.CDLL:
-    # use_errno: errno of a call is kept for ctypes.get_errno().
-    library = ctypes.CDLL(_path(), use_errno=True)
+    path = _path()
+    try:
+        library = ctypes.CDLL(path, use_errno=True)  # errno of a call is kept for ctypes.get_errno()
+    except OSError as error:
+        raise ImportError(f"cannot load {path}: {error}. Install libpoe_client, or name it in ${VARIABLE}.") from error
     connection = c_void_p
     for name, result, arguments in (
             ("version", c_uint32, []),

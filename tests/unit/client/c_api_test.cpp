@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include "client/fake_daemon.h"
+#include "poe_client/requests.h"
 
 namespace {
 
@@ -40,10 +41,35 @@ int take_when_readable(poe_client_connection* client, void* answer, size_t size)
     }
 }
 
+template <std::size_t count>
+void expect_same_slots(const poe_client_energy_slot (&slots)[count],
+                       const std::array<poe_client::energy_slot, count>& expected) {
+    for (std::size_t i = 0; i < count; i++) {
+        EXPECT_EQ(slots[i].valid, expected[i].valid ? 1 : 0) << i;
+        EXPECT_EQ(slots[i].uptime_s, expected[i].uptime_s) << i;
+        EXPECT_EQ(slots[i].average_w, expected[i].average_w) << i;
+    }
+}
+
+void expect_same_average(const poe_client_energy_average& average, const poe_client::energy_average& expected) {
+    EXPECT_EQ(average.valid, expected.valid ? 1 : 0);
+    EXPECT_EQ(average.average_w, expected.average_w);
+}
+
+void expect_same_figures(const poe_client_energy_figures& figures, const poe_client::energy_figures& expected) {
+    EXPECT_EQ(figures.powered_s, expected.powered_s);
+    EXPECT_EQ(figures.energy_wh, expected.energy_wh);
+    expect_same_average(figures.minutes, expected.minutes);
+    expect_same_average(figures.half_hours, expected.half_hours);
+    expect_same_average(figures.two_hours, expected.two_hours);
+}
+
 class c_api : public testing::Test {
   protected:
     fake_daemon daemon{healthy()};
     c_client client{daemon.socket_path()};
+    // The C++ interface, whose decoding has tests of its own.
+    poe_client::connection same_daemon{daemon.socket_path(), std::chrono::milliseconds(never_reached_ms)};
 
     testing::AssertionResult sent(const char* known) {
         return same_bytes(daemon.requests().back().bytes, message_bytes(known));
@@ -131,8 +157,13 @@ TEST_F(c_api, gives_counters_and_the_deepest_queue) {
     poe_client_communication_counters got;
     ASSERT_EQ(poe_client_get_communication_counters(client, &got), POE_CLIENT_OK);
     EXPECT_TRUE(sent("get_communication_counters"));
-    EXPECT_EQ(got.rx_retry, 2U);
-    EXPECT_EQ(got.undefined_key_value, 9223372036854775817U);
+    const auto whole = get_communication_counters(same_daemon).value;
+    EXPECT_THAT((std::array{got.total, got.rx_retry, got.rx_timeout, got.rx_chksum_error, got.tx_correctly_executed,
+                            got.tx_chksum_error, got.tx_subject_byte_conflict, got.tx_wrong_data_byte_value,
+                            got.undefined_key_value}),
+                ElementsAre(whole.total, 2, whole.rx_timeout, whole.rx_chksum_error, whole.tx_correctly_executed,
+                            whole.tx_chksum_error, whole.tx_subject_byte_conflict, whole.tx_wrong_data_byte_value,
+                            9223372036854775817U));
     uint32_t requests = 0;
     ASSERT_EQ(poe_client_get_deepest_queue(client, &requests), POE_CLIENT_OK);
     EXPECT_TRUE(sent("get_deepest_queue"));
@@ -144,10 +175,16 @@ TEST_F(c_api, gives_the_power_bank_and_the_power_cycles) {
     ASSERT_EQ(poe_client_get_power_bank(client, &bank), POE_CLIENT_OK);
     EXPECT_TRUE(sent("get_power_bank"));
     EXPECT_EQ(bank.limit_w, 300);
+    EXPECT_EQ(bank.second, get_power_bank(same_daemon).value.second);
     poe_client_power_cycles cycles;
     ASSERT_EQ(poe_client_get_power_cycles(client, &cycles), POE_CLIENT_OK);
+    const auto whole = get_power_cycles(same_daemon).value;
     EXPECT_TRUE(sent("get_power_cycles"));
     EXPECT_EQ(cycles.now_tick, 1000U);
+    for (std::size_t port = 0; port < POE_CLIENT_PORT_COUNT; port++) {
+        EXPECT_EQ(cycles.port[port].pending, whole.port[port].pending ? 1 : 0);
+        EXPECT_EQ(cycles.port[port].tick, whole.port[port].tick);
+    }
 }
 
 TEST_F(c_api, gives_the_energy_record) {
@@ -158,12 +195,24 @@ TEST_F(c_api, gives_the_energy_record) {
     poe_client_port_energy port;
     ASSERT_EQ(poe_client_get_port_energy(client, 1, &port), POE_CLIENT_OK);
     EXPECT_TRUE(sent("get_port_1_energy"));
+    const auto whole_port = get_port_energy(same_daemon, 1).value;
     EXPECT_EQ(port.port, 1U);
     EXPECT_EQ(port.powered_s, 3600U);
+    EXPECT_EQ(port.energy_wh, whole_port.energy_wh);
+    EXPECT_EQ(port.minutes_start_s, whole_port.minutes_start_s);
+    EXPECT_EQ(port.half_hours_start_s, whole_port.half_hours_start_s);
+    EXPECT_EQ(port.two_hours_start_s, whole_port.two_hours_start_s);
+    expect_same_slots(port.minutes, whole_port.minutes);
+    expect_same_slots(port.half_hours, whole_port.half_hours);
+    expect_same_slots(port.two_hours, whole_port.two_hours);
     poe_client_energy_summary summary;
     ASSERT_EQ(poe_client_get_energy_summary(client, &summary), POE_CLIENT_OK);
     EXPECT_TRUE(sent("get_energy_summary"));
+    const auto whole = get_energy_summary(same_daemon).value;
     EXPECT_EQ(summary.totals.powered_s, 10U);
+    expect_same_figures(summary.totals, whole.totals);
+    for (std::size_t i = 0; i < POE_CLIENT_PORT_COUNT; i++)
+        expect_same_figures(summary.port[i], whole.port[i]);
 }
 
 // --- queries, begun and taken ---
