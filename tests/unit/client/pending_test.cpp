@@ -20,6 +20,7 @@ using testing::SizeIs;
 
 constexpr std::chrono::milliseconds never_reached{60000};
 constexpr std::chrono::milliseconds soon{2};
+constexpr std::chrono::milliseconds first_unanswered{300};  // the second attempt is answered well within
 constexpr int patience_ms = 20000;
 
 const fake_daemon::script silent = [](const message&, std::size_t) { return std::vector<message>{}; };
@@ -89,7 +90,7 @@ TEST(pending, an_unanswered_query_is_asked_once_more_behind_the_same_descriptor)
     fake_daemon daemon([](const message& request, std::size_t number) {
         return number == 0 ? std::vector<message>{} : healthy()(request, number);
     });
-    connection to_it(daemon.socket_path(), std::chrono::milliseconds(100));
+    connection to_it(daemon.socket_path(), first_unanswered);
     const int descriptor = to_it.descriptor();
     auto asked = begin_get_deepest_queue(to_it);
     EXPECT_TRUE(outcome_of(to_it, asked).ok());
