@@ -6,32 +6,18 @@
 
 #include <array>
 #include <cstdint>
-#include <span>
-#include <vector>
 
 #include "ipc/protocol.h"
+#include "poe_client/result.h"
 #include "poe_client/types.h"
+#include "poe_client/verdict.h"
 
 namespace poe_client {
-
-using datagram = std::vector<std::uint8_t>;
-using received_bytes = std::span<const std::uint8_t>;
-
-enum class verdict {
-    accepted,
-    refused,    // the answer to this request, with the result byte 1
-    foreign,    // no answer to this request: another type, length or port
-    malformed,  // the answer to this request by type and length, with contents that no daemon sends
-};
 
 template <typename answer>
 struct decoded {
     verdict said;
     answer value{};  // only when accepted
-};
-
-struct acknowledgement {
-    bool operator==(const acknowledgement&) const = default;
 };
 
 // --- queries ---
@@ -86,8 +72,5 @@ decoded<acknowledgement> decode_acknowledgement(received_bytes reply, ipc_type r
 
 // The daemon multiplies the low 16 bits of a reading in tenths of a degree; below zero they stand for value + 65536.
 std::int32_t temperature_mc_of(std::uint32_t wire_figure);
-
-// Seconds until a power-cycled port is switched on again, rounded up; 0 when it is due.
-std::uint32_t seconds_until_on(std::uint32_t now_tick, const power_cycle_state& state, std::int8_t re_enable_s);
 
 }  // namespace poe_client

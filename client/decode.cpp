@@ -264,11 +264,4 @@ std::int32_t temperature_mc_of(std::uint32_t wire_figure) {
     return std::int32_t{reading} * static_cast<std::int32_t>(figure_of_one_reading_step);
 }
 
-std::uint32_t seconds_until_on(std::uint32_t now_tick, const power_cycle_state& state, std::int8_t re_enable_s) {
-    const std::uint32_t wait_ticks = re_enable_s > 0 ? static_cast<std::uint32_t>(re_enable_s) * ticks_a_second : 0;
-    const std::uint32_t waited_ticks = now_tick - state.tick;
-    if (!state.pending || waited_ticks >= wait_ticks) return 0;
-    return (wait_ticks - waited_ticks + ticks_a_second - 1) / ticks_a_second;
-}
-
 }  // namespace poe_client

@@ -12,8 +12,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <mutex>
 #include <utility>
+
+#include "poe_client/own_folder.h"
 
 namespace poe_client {
 
@@ -46,8 +47,7 @@ std::array<slot, 64> slots;
 static_assert(std::atomic<pid_t>::is_always_lock_free && std::atomic<std::uint32_t>::is_always_lock_free);
 
 int claim_slot(const std::string& folder) {
-    static std::once_flag exit_is_watched;
-    std::call_once(exit_is_watched, [] { std::atexit(remove_own_names); });
+    [[maybe_unused]] static const int exit_is_watched = std::atexit(remove_own_names);
     for (std::size_t i = 0; i < slots.size(); i++) {
         pid_t free = 0;
         if (!slots[i].owner.compare_exchange_strong(free, being_written)) continue;
@@ -86,7 +86,8 @@ extern "C" void remove_names_and_die(int signal_number) {
 own_folder::own_folder(own_folder&& other) noexcept
     : path_(std::exchange(other.path_, {})),
       sockets_(std::exchange(other.sockets_, 0)),
-      slot_(std::exchange(other.slot_, -1)) {}
+      slot_(std::exchange(other.slot_, -1)),
+      owner_(other.owner_) {}
 
 own_folder& own_folder::operator=(own_folder&& other) noexcept {
     if (this == &other) return *this;
@@ -94,7 +95,18 @@ own_folder& own_folder::operator=(own_folder&& other) noexcept {
     path_ = std::exchange(other.path_, {});
     sockets_ = std::exchange(other.sockets_, 0);
     slot_ = std::exchange(other.slot_, -1);
+    owner_ = other.owner_;
     return *this;
+}
+
+bool own_folder::is_ours() const {
+    return !path_.empty() && owner_ == getpid();
+}
+
+void own_folder::forget() {
+    release_slot(slot_);
+    path_.clear();
+    sockets_ = 0;
 }
 
 std::string own_folder::socket_name() const {
@@ -110,6 +122,7 @@ bool own_folder::make(const std::string& place) {
         std::uint32_t chance = 0;
         if (getrandom(&chance, sizeof chance, 0) != sizeof chance) return false;
         path_ = place + folder_prefix + hex(chance).data();
+        owner_ = getpid();
         slot_ = claim_slot(path_);  // before the folder is there, so that no signal finds it unknown
         if (mkdir(path_.c_str(), S_IRWXU) == 0) return true;
         const int why = errno;
@@ -122,7 +135,8 @@ bool own_folder::make(const std::string& place) {
 }
 
 std::string own_folder::new_socket_name(const std::string& daemon_socket) {
-    if (path_.empty()) {
+    if (!is_ours()) {
+        forget();
         std::error_code unused;
         std::string beside = std::filesystem::absolute(daemon_socket, unused).parent_path().string();
         if (beside == "/") beside.clear();
@@ -134,16 +148,13 @@ std::string own_folder::new_socket_name(const std::string& daemon_socket) {
 }
 
 void own_folder::remove_socket() {
-    if (!path_.empty()) unlink(socket_name().c_str());
+    if (is_ours()) unlink(socket_name().c_str());
 }
 
 void own_folder::remove() {
-    if (path_.empty()) return;
     remove_socket();
-    rmdir(path_.c_str());
-    release_slot(slot_);
-    path_.clear();
-    sockets_ = 0;
+    if (is_ours()) rmdir(path_.c_str());
+    forget();
 }
 
 void remove_own_names() {
@@ -156,9 +167,9 @@ void remove_own_names() {
 }
 
 void remove_own_names_on_signals() {
-    for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int signal_number : {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE}) {
         struct sigaction action {};
-        if (sigaction(signal_number, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) continue;
+        if (sigaction(signal_number, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) continue;
         action = {};
         action.sa_handler = remove_names_and_die;
         sigaction(signal_number, &action, nullptr);

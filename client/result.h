@@ -10,13 +10,19 @@ enum class failure_kind {
     timeout,        // asked, and no answer came in time
     refused,        // the daemon answered: bad port number or bad value; nothing was changed
     malformed,      // the answer to this request holds what no daemon says
-    own_socket,     // this process could not make a socket of its own to be answered on
+    own_socket,     // this process could not make a socket of its own to be answered on; EBUSY: another request of the
+                    // connection is pending
 };
 
 struct failure {
     failure_kind kind = failure_kind::none;
     int system_error = 0;  // errno of the call that failed, 0 when none did
     bool operator==(const failure&) const = default;
+};
+
+// What a setting is answered: that it was accepted, and no more.
+struct acknowledgement {
+    bool operator==(const acknowledgement&) const = default;
 };
 
 // `value` means something only when ok().

@@ -1,7 +1,8 @@
 // What the daemon is asked and what it answers, as values. Plain data: any thread.
 //
 // Ports are 0..3, as on the wire; a person sees 1..4. Every quantity has its unit in its name: _mw milliwatts, _dw
-// tenths of a watt, _mv millivolts, _ma milliamperes, _mc thousandths of a degree Celsius, _s seconds.
+// tenths of a watt, _w watts, _wh watt-hours, _mv millivolts, _ma milliamperes, _mc thousandths of a degree Celsius,
+// _s seconds, _tick periods of the daemon's clock.
 #pragma once
 
 #include <array>
@@ -14,6 +15,11 @@ namespace poe_client {
 inline constexpr std::size_t port_count = 4;
 inline constexpr std::size_t pair_set_count = 2;  // A and B
 inline constexpr std::size_t event_total_count = 5;
+inline constexpr std::size_t event_overload = 0;  // places in port_status::event_totals
+inline constexpr std::size_t event_short_circuit = 1;
+inline constexpr std::size_t event_power_denied = 2;
+inline constexpr std::size_t event_disconnected = 3;
+inline constexpr std::size_t event_bad_signature = 4;
 inline constexpr std::uint8_t not_reported =
     255;  // a class, error code or sub-status that the port's state does not carry
 inline constexpr std::uint32_t ticks_a_second = 5;  // of the daemon's clock
@@ -40,6 +46,14 @@ inline constexpr std::int8_t priority_critical = 1;
 inline constexpr std::int8_t priority_high = 2;
 inline constexpr std::int8_t priority_low = 3;
 
+inline constexpr std::uint32_t mw_a_dw = 100;
+
+// A power limit as the daemon takes it. Nothing when it is no whole number of tenths of a watt: a limit is never
+// rounded.
+constexpr std::optional<std::uint32_t> dw_of_mw(std::uint32_t power_mw) {
+    return power_mw % mw_a_dw == 0 ? std::optional(power_mw / mw_a_dw) : std::nullopt;
+}
+
 struct port_settings {
     std::uint8_t port;
     std::int8_t enable;
@@ -48,6 +62,7 @@ struct port_settings {
     std::int8_t mode;              // 0..4
     std::int8_t re_enable_s;       // how long a power-cycle keeps the port off, 5..60
     std::uint32_t power_limit_dw;  // 10..900
+    constexpr std::uint64_t power_limit_mw() const { return std::uint64_t{power_limit_dw} * mw_a_dw; }
     bool operator==(const port_settings&) const = default;
 };
 
@@ -111,7 +126,7 @@ struct port_status {
     std::uint32_t power_mw;
     std::int32_t temperature_mc;
     std::array<pair_set_status, pair_set_count> pair_set;
-    std::array<std::uint32_t, event_total_count> event_totals;  // since the daemon started
+    std::array<std::uint32_t, event_total_count> event_totals;  // since the daemon started; see event_overload
     bool operator==(const port_status&) const = default;
 };
 
@@ -132,6 +147,15 @@ struct power_cycles {
     std::array<power_cycle_state, port_count> port;
     bool operator==(const power_cycles&) const = default;
 };
+
+// Seconds until a power-cycled port is switched on again, rounded up; 0 when it is due. `re_enable_s` is the port's.
+constexpr std::uint32_t seconds_until_on(std::uint32_t now_tick, const power_cycle_state& state,
+                                         std::int8_t re_enable_s) {
+    const std::uint32_t wait_ticks = re_enable_s > 0 ? static_cast<std::uint32_t>(re_enable_s) * ticks_a_second : 0;
+    const std::uint32_t waited_ticks = now_tick - state.tick;
+    if (!state.pending || waited_ticks >= wait_ticks) return 0;
+    return (wait_ticks - waited_ticks + ticks_a_second - 1) / ticks_a_second;
+}
 
 // --- diagnostics ---
 

@@ -1,4 +1,4 @@
-#include "poe_client/own_names.h"
+#include "poe_client/own_folder.h"
 
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -12,6 +12,7 @@
 #include <fstream>
 
 #include "client/fake_daemon.h"
+#include "poe_client/own_names.h"
 #include "poe_client/requests.h"
 
 namespace {
@@ -145,7 +146,7 @@ TEST_P(own_names_on_a_signal, are_removed_and_the_process_dies_of_it) {
     EXPECT_THAT(place.entries(), testing::ElementsAre("daemon"));
 }
 
-INSTANTIATE_TEST_SUITE_P(all, own_names_on_a_signal, testing::Values(SIGINT, SIGTERM, SIGHUP),
+INSTANTIATE_TEST_SUITE_P(all, own_names_on_a_signal, testing::Values(SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE),
                          [](const auto& row) { return std::string(sigabbrev_np(row.param)); });
 
 TEST(own_names, a_signal_that_was_ignored_stays_ignored) {
@@ -155,6 +156,16 @@ TEST(own_names, a_signal_that_was_ignored_stays_ignored) {
         raise(SIGHUP);
     }));
     EXPECT_EQ(status, 0);
+}
+
+TEST(own_names, a_programs_own_handler_stays) {
+    const int status = status_of(child_that([] {
+        signal(SIGTERM, [](int) { _exit(7); });
+        remove_own_names_on_signals();
+        raise(SIGTERM);
+    }));
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 7);
 }
 
 }  // namespace
