@@ -8,10 +8,17 @@
 
 namespace poectl {
 
-int exit_status_of(const poe_client::failure& failure);
+struct problem {
+    int exit_status;
+    std::string what;  // without a full stop
+    std::string why;
+    std::string advice;
+};
 
-// One line without the program's name and without a line end.
-std::string message_of(const poe_client::failure& failure, const std::string& socket_path,
-                       std::chrono::milliseconds timeout);
+problem problem_of(const poe_client::failure& failure, const std::string& socket_path,
+                   std::chrono::milliseconds timeout);
+
+// For standard error, after the program's name and without a line end.
+std::string sentence_of(const problem& one);
 
 }  // namespace poectl
