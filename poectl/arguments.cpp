@@ -4,6 +4,7 @@
 
 #include "poectl/command_line.h"
 #include "poectl/exit_status.h"
+#include "poectl/verbs/check.h"
 
 namespace poectl {
 
@@ -44,6 +45,10 @@ parsed_arguments parse_arguments(std::vector<std::string> arguments) {
     } catch (const CLI::ParseError& error) {
         result.status = exit_usage;
         result.complaint = complaint_of(line, error);
+        if (line.app.get_subcommand("check")->parsed()) {  // a plugin's words and status
+            result.status = static_cast<int>(plugin_state::unknown);
+            result.help = unknown_line(error.what());
+        }
         return result;
     }
     if (line.json) result.asked.format = output_format::json;

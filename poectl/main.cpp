@@ -12,6 +12,7 @@
 #include "poectl/exit_status.h"
 #include "poectl/run.h"
 #include "poectl/terminal.h"
+#include "poectl/verbs/check.h"
 
 namespace {
 
@@ -21,26 +22,25 @@ int complain(const std::string& what, int status) {
 }
 
 // A closed pipe or a full disk is a failure that a script hears of.
-int print(const std::string& text, int status) {
+int print(const std::string& text, int status, int status_of_failure = poectl::exit_internal) {
     errno = 0;
     if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) return status;
     return complain(std::string("cannot write to standard output: ") + std::strerror(errno) +
                         ".\nTry: see that nobody closes the pipe early and that the disk is not full.",
-                    poectl::exit_internal);
+                    status_of_failure);
 }
 
 int carry_out(const poectl::command& asked) {
     const auto ended = poectl::run(asked, poectl::look_of_standard_output(asked));
-    const int status = print(ended.out, ended.status);
+    const int status = print(ended.out, ended.status, poectl::internal_failure_of(asked.verb));
     return ended.err.empty() ? status : complain(ended.err, status);
 }
 
 int carry_out_line(int count, char** arguments) {
     const auto parsed = poectl::parse_arguments({arguments + (count > 0 ? 1 : 0), arguments + count});
     if (parsed.go_on) return carry_out(parsed.asked);
-    if (parsed.complaint.empty()) return print(parsed.help, parsed.status);
     const int status = print(parsed.help, parsed.status);
-    return complain(parsed.complaint, status);
+    return parsed.complaint.empty() ? status : complain(parsed.complaint, status);
 }
 
 }  // namespace

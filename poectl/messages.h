@@ -5,15 +5,9 @@
 #include <string>
 
 #include "poe_client/result.h"
+#include "poectl/problem.h"
 
 namespace poectl {
-
-struct problem {
-    int exit_status;
-    std::string what;  // without a full stop
-    std::string why;
-    std::string advice;
-};
 
 problem problem_of(const poe_client::failure& failure, const std::string& socket_path,
                    std::chrono::milliseconds timeout);

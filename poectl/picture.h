@@ -6,7 +6,7 @@
 #pragma once
 
 #include <cstdint>
-#include <initializer_list>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -16,6 +16,7 @@
 #include <nlohmann/json.hpp>
 
 #include "poectl/exit_status.h"
+#include "poectl/problem.h"
 
 namespace poectl {
 
@@ -86,6 +87,7 @@ struct picture {
     std::string verbatim;   // shown as it is in every format, in place of everything else
     std::string complaint;  // for standard error, beside what is shown
     int exit_status = exit_done;
+    std::optional<problem> error;  // for programs: of a verb that shows something in spite of a failure
 
     void add(std::string_view key, facts item) {
         for (auto& one : sections) {

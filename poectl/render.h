@@ -9,7 +9,6 @@
 #include <string_view>
 
 #include "poectl/look.h"
-#include "poectl/messages.h"
 #include "poectl/picture.h"
 
 namespace poectl {

@@ -1,5 +1,6 @@
 #include "poectl/run.h"
 
+#include "poectl/messages.h"
 #include "poectl/readings.h"
 #include "poectl/render.h"
 #include "poectl/verbs/verbs.h"
@@ -19,7 +20,7 @@ ended run(const command& asked, const look& how) {
                 .err = sentence_of(error)};
     }
     return {.status = seen.exit_status,
-            .out = rendered({.command = entry.name, .seen = seen, .error = {}}, how),
+            .out = rendered({.command = entry.name, .seen = seen, .error = seen.error}, how),
             .err = seen.complaint};
 }
 

@@ -19,8 +19,8 @@ constexpr std::array energy_and_ports{section_shape{"energy", "energy", false}, 
 constexpr std::array port_and_slots{section_shape{"port", "port", false}, section_shape{"slots", "slot", true}};
 constexpr std::array counters{section_shape{"counters", "counters", false}, section_shape{"queue", "queue", false}};
 constexpr std::array state_and_findings{section_shape{"state", "state", false},
-                                        section_shape{"performance", "performance", false},
-                                        section_shape{"findings", "finding", true}};
+                                        section_shape{"findings", "finding", true},
+                                        section_shape{"performance", "performance", true}};
 constexpr std::array verdict_and_checks{section_shape{"verdict", "verdict", false},
                                         section_shape{"checks", "check", true}};
 constexpr std::span<const section_shape> nothing{};
