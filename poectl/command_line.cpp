@@ -53,7 +53,8 @@ class help_format : public CLI::Formatter {
         for (const auto* option : app->get_options([](const CLI::Option* one) { return one->get_positional(); })) {
             if (!option->get_required()) words += " [" + option->get_name(true) + "]";
         }
-        const bool has_commands = !app->get_subcommands([](const CLI::App*) { return true; }).empty();
+        const bool has_commands =
+            !app->get_subcommands([](const CLI::App* one) { return !one->get_group().empty(); }).empty();
         if (has_commands) words += app->get_require_subcommand_min() > 0 ? " COMMAND" : " [COMMAND]";
         return "Usage: " + words + " [OPTIONS]\n";
     }
@@ -123,7 +124,8 @@ CLI::Option* command_line::add_port_choice(CLI::App& owner, std::uint8_t& into, 
 }
 
 CLI::Option* command_line::add_ports_choice(CLI::App& owner, poe_client::port_bitmap& into, const std::string& name) {
-    auto* option = add_value(owner, name, into, parse_ports, "ports, such as 2 or 1,3 or 1-3 or all", "");
+    auto* option = add_value(owner, name, into, parse_ports, "ports, such as 2 or 1,3 or 1-3 or all",
+                             name.starts_with("-") ? "PORTS" : "");
     values[option] = port_choices();
     values[option].emplace_back("all");
     return option;

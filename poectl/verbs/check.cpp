@@ -233,10 +233,8 @@ std::string unknown_line(const std::string& why) {
 
 void add_check(command_line& line) {
     auto& thresholds = line.asked.thresholds;
-    auto* check = line.add(line.app, "check",
-                           "a monitoring plugin: ends with 0 OK, 1 WARNING, 2 CRITICAL or 3 UNKNOWN, and tells\n"
-                           "performance data",
-                           verb::check);
+    auto* check =
+        line.add(line.app, "check", "for monitoring: ends with 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN", verb::check);
     check->group(group_keep_watch);
     const auto power = [&](const char* name, std::optional<power_threshold>& into, const char* help) {
         check
@@ -247,7 +245,8 @@ void add_check(command_line& line) {
     };
     power("-w,--warning", thresholds.power_warning, "WARNING when that much power is consumed: 240, 240.5 or 80%");
     power("-c,--critical", thresholds.power_critical, "CRITICAL when that much power is consumed");
-    line.add_ports_choice(*check, thresholds.must_deliver, "--delivering");
+    line.add_ports_choice(*check, thresholds.must_deliver, "--delivering")
+        ->description("CRITICAL when one of these ports does not deliver");
     line.add_value(*check, "--errors-warning", thresholds.errors_warning, parse_count,
                    "WARNING when that many transactions with the controller failed", "N");
     line.add_value(*check, "--errors-critical", thresholds.errors_critical, parse_count,
