@@ -44,8 +44,8 @@ struct power_threshold {
 };
 
 struct check_thresholds {
-    std::optional<power_threshold> power_warning, power_critical;
-    std::optional<std::uint32_t> errors_warning, errors_critical;  // failed transactions with the controller
+    std::optional<power_threshold> power_warning = {}, power_critical = {};
+    std::optional<std::uint32_t> errors_warning = {}, errors_critical = {};  // failed transactions with the controller
     poe_client::port_bitmap must_deliver = 0;
 };
 

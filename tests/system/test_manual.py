@@ -57,8 +57,9 @@ def test_the_page_of_the_protocol_has_every_message_of_the_document():
                       (PROJECT / "docs/ipc-protocol.md").read_text(), re.MULTILINE)
     assert len(rows) == 25
     text = shown("poe_drv-protocol")
-    for row in rows:
-        assert re.search(r"│" + r" *│ ".join(map(re.escape, row)) + r" *│", text), row
+    for kind, what, length, reply, reply_length in rows:  # a long name goes on in the next line
+        begins = re.escape(" ".join(what.split()[:3]))
+        assert re.search(rf"│{kind} *│ {begins}[^│]*│ {length} *│ {reply} *│ {reply_length} *│", text), what
 
 
 def test_the_page_of_the_json_has_the_keys_of_every_command():

@@ -36,6 +36,10 @@ TEST(arguments, each_command_has_its_verb) {
     EXPECT_EQ(good("schedule").verb, verb::schedule_show);
     EXPECT_EQ(good("schedule 2 on").verb, verb::schedule_set);
     EXPECT_EQ(good("counters").verb, verb::counters);
+    EXPECT_EQ(good("check").verb, verb::check);
+    EXPECT_EQ(good("doctor").verb, verb::doctor);
+    EXPECT_EQ(good("completion zsh").verb, verb::completion);
+    EXPECT_EQ(good("completion suggest -- port 2").verb, verb::suggest);
     EXPECT_EQ(good("energy").verb, verb::energy_show);
     EXPECT_EQ(good("energy 2").verb, verb::energy_port);
     EXPECT_EQ(good("energy --port 2").verb, verb::energy_port);
@@ -191,8 +195,38 @@ TEST(arguments, the_reason_names_the_option_and_what_it_takes) {
     EXPECT_THAT(parse("system set --threshold 100").complaint, HasSubstr("a percentage from 1 to 99"));
     EXPECT_THAT(parse("port 9").complaint, HasSubstr("a port from 1 to 4"));
     EXPECT_THAT(parse("port 1 set").complaint, HasSubstr("at least one setting"));
-    EXPECT_THAT(parse("bogus").complaint,
-                HasSubstr("give one of these commands: status, port, system, bank, cycle, schedule, energy, counters"));
+    EXPECT_THAT(parse("bogus").complaint, HasSubstr("give one of these commands: status, port, system, bank, cycle, "
+                                                    "schedule, energy, counters, check, doctor, completion"));
+}
+
+TEST(arguments, those_of_check_are_gathered) {
+    const auto asked =
+        good("check -w 80% --critical 270.5 --delivering 1,3 --errors-warning 5 --errors-critical 10").thresholds;
+    EXPECT_EQ(asked.power_warning, (power_threshold{80000, true}));
+    EXPECT_EQ(asked.power_critical, (power_threshold{270500, false}));
+    EXPECT_EQ(asked.must_deliver, 0b0101);
+    EXPECT_EQ(asked.errors_warning, 5U);
+    EXPECT_EQ(asked.errors_critical, 10U);
+    EXPECT_FALSE(good("check").thresholds.power_warning.has_value());
+}
+
+TEST(arguments, bad_usage_of_check_is_unknown_to_a_monitoring_system) {
+    for (const char* line :
+         {"check -w x", "check --delivering 5", "check extra", "check --errors-warning", "--format xml check"}) {
+        const auto parsed = parse(line);
+        EXPECT_EQ(parsed.status, 3) << line;
+        EXPECT_THAT(parsed.help, testing::StartsWith("POE UNKNOWN - ")) << line;
+        EXPECT_FALSE(parsed.complaint.empty()) << line;
+    }
+    EXPECT_EQ(parse("--socket check bogus").status, 2) << "a value is no command";
+}
+
+TEST(arguments, of_suggest_are_taken_as_they_are) {
+    EXPECT_THAT(good("completion suggest -- --format x port 9").words,
+                testing::ElementsAre("--format", "x", "port", "9"));
+    EXPECT_EQ(good("completion fish").completion_for, shell::fish);
+    EXPECT_EQ(parse("completion").status, 2);
+    EXPECT_EQ(parse("completion csh").status, 2);
 }
 
 TEST(arguments, nothing_at_all_shows_what_there_is) {
