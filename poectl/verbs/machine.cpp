@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
@@ -115,10 +116,10 @@ std::vector<instance> instances(const machine& where) {
 
 struct library_row {
     const char* name;
-    std::initializer_list<const char*> symbols;
+    std::array<std::string_view, 3> symbols;  // what the daemon calls, and empty ones
 };
 
-const std::array libraries{
+constexpr std::array libraries{
     library_row{"libpoe_ipc.so", {"__poe_drv_ipc_socket_and_bind_init", "__poe_drv_ipc_send"}},
     library_row{"liblink_mon_intf.so", {"link_mon_intf_param_get"}},
     library_row{"libOrvCom.so", {"utilBitmapSet", "utilBitmapClear", "utilBitmapCheck"}},
@@ -166,10 +167,10 @@ finding library(const machine& where, const std::vector<instance>& daemons, cons
         bytes.compare(machine_at, machine_size, own, machine_at, machine_size) != 0) {
         return {check, verdict::fault, path, "is for another machine", "install the copy for this machine"};
     }
-    for (const char* symbol : wanted.symbols) {
-        const std::string name = std::string("\0", 1) + symbol + std::string("\0", 1);
-        if (bytes.find(name) == std::string::npos) {
-            return {check, verdict::fault, path, std::string("does not know ") + symbol,
+    for (const auto symbol : wanted.symbols) {
+        const std::string in_its_table = std::string(1, '\0').append(symbol) + '\0';
+        if (!symbol.empty() && bytes.find(in_its_table) == std::string::npos) {
+            return {check, verdict::fault, path, "does not know " + std::string(symbol),
                     "install a copy that exports what poe_drv calls"};
         }
     }
