@@ -9,14 +9,20 @@
 namespace poe_client {
 
 inline constexpr std::uint32_t status_delivering = 1;
+inline constexpr std::uint32_t status_not_read_yet = 11;
 
 struct status_code {
     std::uint32_t number;
     std::string_view name;
-    std::string_view meaning;  // what it means, what usually causes it, what to do
+    std::string_view meaning;  // whole sentences, like the two behind it
+    std::string_view cause;    // what usually leads there
+    std::string_view remedy;   // what to do
 };
 
 extern const std::array<status_code, 16> status_codes;
+
+// The row of a code; for a number that is none a row whose name is "unknown".
+const status_code& status_code_of(std::uint32_t number);
 
 // The name of a code, "unknown" for a number that is none.
 std::string_view status_name(std::uint32_t number);

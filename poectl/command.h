@@ -3,14 +3,17 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "poe_client/connection.h"
 #include "poe_client/types.h"
+#include "poectl/look.h"
 
 namespace poectl {
 
-enum class verb {
+enum class verb : std::uint8_t {
     status,
     port_show,
     port_set,
@@ -19,30 +22,54 @@ enum class verb {
     bank_show,
     bank_set,
     cycle,
-    schedule,
-    counters,
-    queue,
+    schedule_show,
+    schedule_set,
     energy_show,
     energy_port,
     energy_reset,
     energy_keep,
-    energy_inject
+    energy_inject,
+    counters,
+    check,
+    doctor,
+    completion,
+    suggest,
 };
+
+// Consumed power that `check` warns of: watts, or a share of the budget.
+struct power_threshold {
+    std::uint32_t amount = 0;  // thousandths of a watt, or of a percent
+    bool is_percent = false;
+    bool operator==(const power_threshold&) const = default;
+};
+
+struct check_thresholds {
+    std::optional<power_threshold> power_warning = {}, power_critical = {};
+    std::optional<std::uint32_t> errors_warning = {}, errors_critical = {};  // failed transactions with the controller
+    poe_client::port_bitmap must_deliver = 0;
+};
+
+enum class shell : std::uint8_t { bash, zsh, fish };
 
 struct command {
     poectl::verb verb = verb::status;
-    bool json = false;
+    output_format format = output_format::table;
+    colour_choice colour = colour_choice::automatic;
     std::string socket_path;  // empty: environment, then the daemon's usual path
     std::chrono::milliseconds timeout = poe_client::default_timeout;
 
-    std::uint8_t port = 0;                             // port_show, port_set, schedule, energy_port
+    bool why = false;                                  // status, port_show
+    std::uint8_t port = 0;                             // port_show, port_set, energy_port
     poe_client::port_settings_change port_change;      // port_set
     poe_client::system_settings_change system_change;  // system_set
     std::uint16_t bank_limit_w = 0;                    // bank_set
-    poe_client::port_bitmap ports = 0;                 // cycle, energy_reset
-    bool schedule_on = false;                          // schedule
+    poe_client::port_bitmap ports = 0;                 // cycle, schedule_set, energy_reset
+    bool schedule_on = false;                          // schedule_set
     bool keep_in_flash = false;                        // energy_keep
     std::uint32_t history_minutes = 0;                 // energy_inject
+    check_thresholds thresholds;                       // check
+    shell completion_for = shell::bash;                // completion
+    std::vector<std::string> words;                    // suggest
 };
 
 }  // namespace poectl

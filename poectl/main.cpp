@@ -1,16 +1,18 @@
-// poectl: one command, asked and shown. The daemon's answers are all in before the first byte is printed, so the names
-// of this process are gone by then, however the output ends.
+// poectl: one command, asked and shown.
 #include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <cstring>
+#include <exception>
 #include <string>
 
 #include "poectl/arguments.h"
 #include "poectl/exit_status.h"
-#include "poectl/json.h"
-#include "poectl/messages.h"
 #include "poectl/run.h"
-#include "poectl/text.h"
+#include "poectl/terminal.h"
+#include "poectl/verbs/check.h"
 
 namespace {
 
@@ -19,31 +21,36 @@ int complain(const std::string& what, int status) {
     return status;
 }
 
-int print(const std::string& text) {
-    const bool printed = std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
-    return printed ? poectl::exit_done : complain("cannot write to standard output", poectl::exit_internal);
+// A closed pipe or a full disk is a failure that a script hears of.
+int print(const std::string& text, int status, int status_of_failure = poectl::exit_internal) {
+    errno = 0;
+    if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) return status;
+    return complain(std::string("cannot write to standard output: ") + std::strerror(errno) +
+                        ".\nTry: see that nobody closes the pipe early and that the disk is not full.",
+                    status_of_failure);
 }
 
 int carry_out(const poectl::command& asked) {
-    poectl::picture seen;
-    {
-        poe_client::connection daemon(poe_client::daemon_socket_path(asked.socket_path), asked.timeout);
-        const auto failure = poectl::run(asked, daemon, seen);
-        if (failure.kind != poe_client::failure_kind::none) {
-            return complain(poectl::message_of(failure, daemon.socket_path(), asked.timeout),
-                            poectl::exit_status_of(failure));
-        }
-    }
-    const auto to = isatty(STDOUT_FILENO) != 0 ? poectl::output::terminal : poectl::output::columns;
-    return print(asked.json ? as_json(asked, seen) : as_text(asked, seen, to));
+    const auto ended = poectl::run(asked, poectl::look_of_standard_output(asked));
+    const int status = print(ended.out, ended.status, poectl::internal_failure_of(asked.verb));
+    return ended.err.empty() ? status : complain(ended.err, status);
+}
+
+int carry_out_line(int count, char** arguments) {
+    const auto parsed = poectl::parse_arguments({arguments + (count > 0 ? 1 : 0), arguments + count});
+    if (parsed.go_on) return carry_out(parsed.asked);
+    const int status = print(parsed.help, parsed.status);
+    return parsed.complaint.empty() ? status : complain(parsed.complaint, status);
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
     poe_client::remove_own_names_on_signals();
-    const auto parsed = poectl::parse_arguments({arguments + (count > 0 ? 1 : 0), arguments + count});
-    if (!parsed.complaint.empty()) return complain(parsed.complaint, parsed.status);
-    if (!parsed.go_on) return print(parsed.help);
-    return carry_out(parsed.asked);
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        return carry_out_line(count, arguments);
+    } catch (const std::exception& fault) {
+        return complain(std::string("internal failure: ") + fault.what(), poectl::exit_internal);
+    }
 }

@@ -11,62 +11,60 @@ using poe_client::failure_kind;
 
 namespace {
 
-std::string no_daemon_message(int why, const std::string& socket_path) {
-    switch (why) {
-        case ENOENT:
-            return "no daemon: there is no socket at " + socket_path + ". Is poe_drv running?";
-        case ECONNREFUSED:
-            return "no daemon: nobody answers at " + socket_path + ". Start poe_drv again.";
-        default:
-            return "no daemon: cannot use the socket " + socket_path + ": " + std::strerror(why) +
-                   ". Name poe_drv's socket with --socket.";
+problem no_daemon(int why, const std::string& socket_path) {
+    problem one{.exit_status = exit_no_daemon,
+                .what = "cannot reach the daemon",
+                .why = "cannot use the socket " + socket_path + ": " + std::strerror(why),
+                .advice = "name poe_drv's socket with --socket or POE_DRV_SOCKET"};
+    if (why == ENOENT) {
+        one.why = "there is no socket at " + socket_path;
+        one.advice = "start poe_drv; if it runs elsewhere, name its socket with --socket. 'poectl doctor' looks closer";
+    } else if (why == ECONNREFUSED) {
+        one.why = "nobody is behind the socket " + socket_path + "; poe_drv left it behind";
+        one.advice = "start poe_drv again, and see its status file for why it ended";
     }
+    return one;
 }
 
 }  // namespace
 
-int exit_status_of(const poe_client::failure& failure) {
+problem problem_of(const poe_client::failure& failure, const std::string& socket_path,
+                   std::chrono::milliseconds timeout) {
     switch (failure.kind) {
-        case failure_kind::none:
-            return exit_done;
         case failure_kind::no_daemon:
-            return exit_no_daemon;
+            return no_daemon(failure.system_error, socket_path);
         case failure_kind::not_permitted:
-            return exit_not_permitted;
+            return {.exit_status = exit_not_permitted,
+                    .what = "not permitted",
+                    .why = "this user may not write to the socket " + socket_path,
+                    .advice = "use sudo, or join the group of the socket"};
         case failure_kind::timeout:
+            return {.exit_status = exit_no_answer,
+                    .what = "no answer",
+                    .why = "poe_drv did not answer within " + std::to_string(timeout.count()) + " ms",
+                    .advice = "a longer --timeout; if that does not help, poe_drv hangs: restart it"};
         case failure_kind::malformed:
-            return exit_no_answer;
+            return {.exit_status = exit_no_answer,
+                    .what = "no answer",
+                    .why = "what came back from " + socket_path + " makes no sense",
+                    .advice = "see that poectl and poe_drv are of the same release ('poectl --version')"};
         case failure_kind::refused:
-            return exit_refused;
+            return {.exit_status = exit_refused,
+                    .what = "refused",
+                    .why = "poe_drv does not take this value; nothing was changed",
+                    .advice = "see that poectl and poe_drv are of the same release ('poectl --version')"};
         case failure_kind::own_socket:
+        case failure_kind::none:
             break;
     }
-    return exit_internal;
+    return {.exit_status = exit_internal,
+            .what = "cannot make a socket to be answered on",
+            .why = std::strerror(failure.system_error),
+            .advice = "make the folder of the daemon's socket, or /tmp, writable and see that it is not full"};
 }
 
-std::string message_of(const poe_client::failure& failure, const std::string& socket_path,
-                       std::chrono::milliseconds timeout) {
-    switch (failure.kind) {
-        case failure_kind::none:
-            return {};
-        case failure_kind::no_daemon:
-            return no_daemon_message(failure.system_error, socket_path);
-        case failure_kind::not_permitted:
-            return "not permitted: this user may not talk to poe_drv at " + socket_path +
-                   ". Use sudo or join the socket's group.";
-        case failure_kind::timeout:
-            return "no answer: poe_drv did not answer within " + std::to_string(timeout.count()) +
-                   " ms. Try a longer --timeout; if that does not help, poe_drv hangs.";
-        case failure_kind::malformed:
-            return "no answer: what came back from " + socket_path +
-                   " makes no sense. Are poectl and poe_drv of the same release?";
-        case failure_kind::refused:
-            return "refused: poe_drv does not take this value. Nothing was changed.";
-        case failure_kind::own_socket:
-            break;
-    }
-    return "cannot make a socket to be answered on: " + std::string(std::strerror(failure.system_error)) +
-           ". Is the folder of the daemon's socket, or /tmp, writable?";
+std::string sentence_of(const problem& one) {
+    return one.what + ": " + one.why + ".\nTry: " + one.advice + ".";
 }
 
 }  // namespace poectl

@@ -5,13 +5,14 @@
 #include <string>
 
 #include "poe_client/result.h"
+#include "poectl/problem.h"
 
 namespace poectl {
 
-int exit_status_of(const poe_client::failure& failure);
+problem problem_of(const poe_client::failure& failure, const std::string& socket_path,
+                   std::chrono::milliseconds timeout);
 
-// One line without the program's name and without a line end.
-std::string message_of(const poe_client::failure& failure, const std::string& socket_path,
-                       std::chrono::milliseconds timeout);
+// For standard error, after the program's name and without a line end.
+std::string sentence_of(const problem& one);
 
 }  // namespace poectl

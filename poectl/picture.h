@@ -1,48 +1,112 @@
-// What the daemon said, gathered for one command, ready to be shown as tables or as JSON. Plain data.
+// What a command shows, twice: as facts for programs and as a page for people. Verbs fill it in, renderers (render.h)
+// turn it into text. Plain data.
+//
+// A verb says which sections its facts have before it knows any (verb_entry::shape). So a section is always there: a
+// list without items is an empty array, and what is not a list is null.
 #pragma once
 
+#include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
-#include "poe_client/status_codes.h"
-#include "poe_client/types.h"
+#include <nlohmann/json.hpp>
+
+#include "poectl/exit_status.h"
+#include "poectl/problem.h"
 
 namespace poectl {
 
-struct port_picture {
-    poe_client::port_status status;
-    poe_client::port_settings settings;
-    bool cycle_pending;
-    std::uint32_t on_again_s;  // while a power-cycle is pending
+// Keys in a fixed order, units in their names, null for what is unknown.
+using facts = nlohmann::ordered_json;
+
+struct section_shape {
+    std::string_view key;     // in a JSON document
+    std::string_view record;  // what one item is called in a line of its own
+    bool is_list;
 };
 
-struct system_picture {
-    poe_client::system_status status;
-    poe_client::system_settings settings;
+struct section {
+    section_shape shape;
+    std::vector<facts> items;
 };
 
-struct energy_picture {
-    bool kept_in_flash;
-    poe_client::energy_summary summary;
+enum class tone : std::uint8_t { plain, heading, good, attention, bad };
+
+struct cell {
+    cell(std::string words, tone how = tone::plain) : text(std::move(words)), shade(how) {}
+    cell(std::string_view words, tone how = tone::plain) : text(words), shade(how) {}
+    cell(const char* words, tone how = tone::plain) : text(words), shade(how) {}
+
+    std::string text;
+    tone shade;
 };
 
-// Only what the command asked for is there; a set command leaves `done`.
+struct column {
+    std::string heading;
+    bool to_the_right = false;
+    bool can_go = false;  // left out where the table would be too wide
+};
+
+enum class shown_on : std::uint8_t { everything, terminals, files };
+
+// With columns it is a table; without, each row is a line of text made of its cells. A list of labels is a table whose
+// headings are empty.
+struct block {
+    std::vector<column> columns;
+    std::vector<std::vector<cell>> rows;
+    shown_on where = shown_on::everything;
+    bool follows_on = false;  // without an empty line before it
+};
+
+// Lines of text, as they are.
+inline block paragraph(std::string_view lines, shown_on where = shown_on::everything) {
+    block text;
+    text.where = where;
+    while (!lines.empty()) {
+        const std::size_t end = lines.find('\n');
+        text.rows.push_back({cell(lines.substr(0, end))});
+        lines.remove_prefix(end == std::string_view::npos ? lines.size() : end + 1);
+    }
+    return text;
+}
+
+inline block labels(std::vector<std::vector<cell>> rows) {
+    block list;
+    list.columns.resize(2);
+    list.rows = std::move(rows);
+    return list;
+}
+
 struct picture {
-    std::optional<system_picture> system;
-    std::vector<port_picture> ports;
-    std::optional<poe_client::power_bank> bank;
-    std::optional<poe_client::communication_counters> counters;
-    std::optional<std::uint32_t> deepest_queue;
-    std::optional<energy_picture> energy;
-    std::optional<poe_client::port_energy> port_energy;
-    std::string done;  // a sentence: what was accepted
+    std::vector<section> sections;
+    std::vector<block> page;
+    std::string verbatim;   // shown as it is in every format, in place of everything else
+    std::string complaint;  // for standard error, beside what is shown
+    int exit_status = exit_done;
+    std::optional<problem> error;  // for programs: of a verb that shows something in spite of a failure
+
+    void add(std::string_view key, facts item) {
+        for (auto& one : sections) {
+            if (one.shape.key == key) one.items.push_back(std::move(item));
+        }
+    }
 };
 
-// The class of the powered device: known while power is delivered and the controller reports one.
-constexpr std::optional<std::uint8_t> known_class(std::uint32_t status, std::uint8_t detected_class) {
-    if (status != poe_client::status_delivering || detected_class == poe_client::not_reported) return std::nullopt;
-    return detected_class;
+inline block table_of(std::vector<column> columns) {
+    block empty;
+    empty.columns = std::move(columns);
+    return empty;
+}
+
+inline picture empty_picture(std::span<const section_shape> shape) {
+    picture nothing;
+    for (const auto& one : shape)
+        nothing.sections.push_back({.shape = one, .items = {}});
+    return nothing;
 }
 
 }  // namespace poectl

@@ -40,18 +40,43 @@ parsed<number> number_within(std::string_view text, std::uint32_t lowest, std::u
 }  // namespace
 
 parsed<std::uint8_t> parse_port(std::string_view text) {
-    auto port = number_within<std::uint8_t>(text, 1, poe_client::port_count, "a port");
-    if (port.good()) port.value--;
-    return port;
+    for (std::uint8_t port = 0; port < poe_client::port_count; port++) {
+        if (text == std::to_string(panel_number(port)) || text == interface_name(port))
+            return {.value = port, .problem = {}};
+    }
+    return problem<std::uint8_t>(text, "a port from 1 to 4 (or its interface, " + std::string(interface_name(0)) +
+                                           " to " + std::string(interface_name(poe_client::port_count - 1)) + ")");
 }
+
+namespace {
+
+// "3", "lan3" or "2-4".
+std::optional<poe_client::port_bitmap> port_range(std::string_view text) {
+    const auto one = parse_port(text);
+    if (one.good()) return poe_client::bit_of_port(one.value);
+    const std::size_t dash = text.find('-');
+    if (dash == std::string_view::npos) return std::nullopt;
+    const auto first = parse_port(text.substr(0, dash)), last = parse_port(text.substr(dash + 1));
+    if (!first.good() || !last.good() || first.value > last.value) return std::nullopt;
+    poe_client::port_bitmap ports = 0;
+    for (std::size_t port = first.value; port <= last.value; port++)
+        ports = static_cast<poe_client::port_bitmap>(ports | poe_client::bit_of_port(port));
+    return ports;
+}
+
+}  // namespace
 
 parsed<poe_client::port_bitmap> parse_ports(std::string_view text) {
     parsed<poe_client::port_bitmap> ports;
+    if (text == "all") text = "1-4";
     for (std::size_t begin = 0; begin <= text.size();) {
         const std::size_t comma = std::min(text.find(',', begin), text.size());
-        const auto port = parse_port(text.substr(begin, comma - begin));
-        if (!port.good()) return problem<poe_client::port_bitmap>(text, "a list of ports such as 1,3 (ports 1 to 4)");
-        ports.value = static_cast<poe_client::port_bitmap>(ports.value | poe_client::bit_of_port(port.value));
+        const auto range = port_range(text.substr(begin, comma - begin));
+        if (!range) {
+            return problem<poe_client::port_bitmap>(text,
+                                                    "a list of ports such as 2 or 1,3 or 1-3 or all (ports 1 to 4)");
+        }
+        ports.value = static_cast<poe_client::port_bitmap>(ports.value | *range);
         begin = comma + 1;
     }
     return ports;
@@ -118,6 +143,56 @@ parsed<std::uint32_t> parse_minutes(std::string_view text) {
 
 parsed<std::uint32_t> parse_timeout_ms(std::string_view text) {
     return number_within<std::uint32_t>(text, 1, longest_timeout_ms, "a number of milliseconds");
+}
+
+parsed<std::uint32_t> parse_count(std::string_view text) {
+    return number_within<std::uint32_t>(text, 0, UINT32_MAX, "a number");
+}
+
+parsed<power_threshold> parse_power_threshold(std::string_view text) {
+    constexpr std::uint32_t most_w = 100'000, most_percent = 100, thousand = 1000;
+    const bool is_percent = text.ends_with('%');
+    const std::string_view number = is_percent ? text.substr(0, text.size() - 1) : text;
+    const std::size_t point = std::min(number.find('.'), number.size());
+    const auto whole = whole_number(number.substr(0, point));
+    const auto tenth =
+        point == number.size() ? std::optional<std::uint32_t>(0) : whole_number(number.substr(point + 1));
+    const bool one_decimal = point == number.size() || number.size() - point == 2;
+    if (!whole || !tenth || !one_decimal || *whole > (is_percent ? most_percent : most_w)) {
+        return problem<power_threshold>(text, "watts such as 240 or 240.5, or a share of the budget such as 80%");
+    }
+    return {.value = {.amount = *whole * thousand + *tenth * (thousand / 10), .is_percent = is_percent}, .problem = {}};
+}
+
+namespace {
+
+template <typename word>
+parsed<word> one_of(std::string_view text, std::initializer_list<std::pair<std::string_view, word>> words) {
+    std::string wanted;
+    for (const auto& [name, value] : words) {
+        if (text == name) return {.value = value, .problem = {}};
+        wanted += (wanted.empty() ? "" : ", ") + std::string(name);
+    }
+    return problem<word>(text, "one of " + wanted);
+}
+
+}  // namespace
+
+parsed<output_format> parse_format(std::string_view text) {
+    return one_of<output_format>(text, {{"table", output_format::table},
+                                        {"json", output_format::json},
+                                        {"jsonl", output_format::jsonl},
+                                        {"csv", output_format::csv},
+                                        {"kv", output_format::kv}});
+}
+
+parsed<colour_choice> parse_colour(std::string_view text) {
+    return one_of<colour_choice>(
+        text, {{"auto", colour_choice::automatic}, {"always", colour_choice::always}, {"never", colour_choice::never}});
+}
+
+parsed<shell> parse_shell(std::string_view text) {
+    return one_of<shell>(text, {{"bash", shell::bash}, {"zsh", shell::zsh}, {"fish", shell::fish}});
 }
 
 }  // namespace poectl

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "poe_client/types.h"
+#include "poectl/command.h"
 
 namespace poectl {
 
@@ -17,8 +18,8 @@ struct parsed {
     bool good() const { return problem.empty(); }
 };
 
-parsed<std::uint8_t> parse_port(std::string_view text);              // "1".."4" → 0..3
-parsed<poe_client::port_bitmap> parse_ports(std::string_view text);  // "1,3"
+parsed<std::uint8_t> parse_port(std::string_view text);              // "1".."4", or an interface → 0..3
+parsed<poe_client::port_bitmap> parse_ports(std::string_view text);  // "1,3", "2-4", "lan1", "all"
 parsed<std::int8_t> parse_on_off(std::string_view text);
 parsed<std::int8_t> parse_zero_or_one(std::string_view text);
 parsed<std::int8_t> parse_priority(std::string_view text);  // critical, high, low, or 1, 2, 3
@@ -29,5 +30,10 @@ parsed<std::uint32_t> parse_limit_dw(std::string_view text);  // watts with at m
 parsed<std::uint16_t> parse_bank_w(std::string_view text);    // whole watts
 parsed<std::uint32_t> parse_minutes(std::string_view text);   // whole minutes
 parsed<std::uint32_t> parse_timeout_ms(std::string_view text);
+parsed<std::uint32_t> parse_count(std::string_view text);
+parsed<power_threshold> parse_power_threshold(std::string_view text);  // "240", "240.5" or "80%"
+parsed<output_format> parse_format(std::string_view text);
+parsed<colour_choice> parse_colour(std::string_view text);
+parsed<shell> parse_shell(std::string_view text);
 
 }  // namespace poectl

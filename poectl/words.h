@@ -20,6 +20,14 @@ constexpr std::string_view on_off(std::int64_t value) {
     return value != 0 ? "on" : "off";
 }
 
+constexpr std::string_view enabled_word(std::int64_t value) {
+    return value != 0 ? "enabled" : "disabled";
+}
+
+constexpr std::string_view yes_no(bool value) {
+    return value ? "yes" : "no";
+}
+
 constexpr std::string_view pair_set_name(std::size_t pair_set) {
     return pair_set == 0 ? "A" : "B";
 }
@@ -28,6 +36,13 @@ constexpr std::string_view pair_set_name(std::size_t pair_set) {
 constexpr int panel_number(std::size_t port) {
     return static_cast<int>(port) + 1;
 }
+
+// The network interface of a port, as the daemon's link monitor was built for.
+std::string_view interface_name(std::size_t port);
+
+// "port 2 (lan2)", and "ports 1 (lan1), 3 (lan3)".
+std::string port_words(std::size_t port);
+std::string ports_words(poe_client::port_bitmap ports);
 
 inline constexpr std::uint32_t mw_a_dw = 100;
 

@@ -12,8 +12,10 @@
 
 #include "fuzz.h"
 #include "poe_client/codec.h"
-#include "poectl/json.h"
-#include "poectl/text.h"
+#include "poectl/pictures.h"
+#include "poectl/port_facts.h"
+#include "poectl/render.h"
+#include "poectl/verbs/verbs.h"
 
 namespace fuzz {
 
@@ -215,16 +217,16 @@ bool is_shown = false;
 
 void show(verb what, const picture& seen) {
     if (!is_shown) return;
-    poectl::command asked;
-    asked.verb = what;
-    for (const poectl::output to : {poectl::output::columns, poectl::output::terminal}) {
-        const std::string text = poectl::as_text(asked, seen, to);
+    for (const bool terminal : {false, true}) {
+        const std::string text = poectl::as_table(seen, {.terminal = terminal});
         must(!text.empty() && text.back() == '\n', "what a person sees is whole lines");
         for (const char c : text)
             must((c >= ' ' && c <= '~') || c == '\n', "of printable characters");
     }
-    asked.json = true;
-    must(nlohmann::json::accept(poectl::as_json(asked, seen)), "what a program reads is JSON");
+    const poectl::report whole{.command = poectl::entry_of(what).name, .seen = seen, .error = {}};
+    must(nlohmann::json::accept(poectl::as_json(whole)), "what a program reads is JSON");
+    for (const std::string& text : {poectl::as_json_lines(whole), poectl::as_csv(whole), poectl::as_key_values(whole)})
+        must(!text.empty() && text.back() == '\n', "what a program reads is whole lines");
 }
 
 template <typename value>
@@ -241,7 +243,7 @@ void judge(bytes_view reply, const question& asked, const decoded<value>& got, c
     must_equal(found.size(), read.found.size(), "figures of a value");
     for (std::size_t i = 0; i < found.size(); i++)
         must_equal(found[i], read.found[i], "a figure of the value");
-    picture seen;
+    picture seen = poectl::empty_picture(poectl::entry_of(what).shape);
     put(seen, got.value);
     show(what, seen);
 }
@@ -252,8 +254,8 @@ layout reader_of(bytes_view reply, const question& asked) {
     return {.bytes = reply.size() == asked.length ? reply : bytes_view(zeros)};
 }
 
-poectl::port_picture port_picture_of(const port_status& status, const port_settings& settings) {
-    return {.status = status, .settings = settings, .cycle_pending = true, .on_again_s = 1};
+void show_port(picture& seen, const port_status& status, const port_settings& settings) {
+    poectl::depict_port({.status = status, .settings = settings, .cycle_pending = true, .on_again_s = 1}, true, seen);
 }
 
 void run(std::uint8_t which, std::uint8_t port, bytes_view reply) {
@@ -268,15 +270,14 @@ void run(std::uint8_t which, std::uint8_t port, bytes_view reply) {
             return judge(
                 reply, asked, decode_system_settings(reply), read.skip(2), verb::system_show,
                 +[](picture& seen, const system_settings& value) {
-                    seen.system = {{}, value};
+                    poectl::depict_system({{}, value}, seen);
                 });
         }
         case 1: {
             const question asked{1, 20, {8}, port};
             return judge(
                 reply, asked, decode_port_settings(reply, port), reader_of(reply, asked).settings_of_port(),
-                verb::port_show,
-                +[](picture& seen, const port_settings& value) { seen.ports.push_back(port_picture_of({}, value)); });
+                verb::port_show, +[](picture& seen, const port_settings& value) { show_port(seen, {}, value); });
         }
         case 2: {
             const question asked{2, 56, {8, 20, 32, 44}};
@@ -287,7 +288,7 @@ void run(std::uint8_t which, std::uint8_t port, bytes_view reply) {
                 reply, asked, decode_all_port_settings(reply), read, verb::port_show,
                 +[](picture& seen, const std::array<port_settings, port_count>& value) {
                     for (const auto& one : value)
-                        seen.ports.push_back(port_picture_of({}, one));
+                        show_port(seen, {}, one);
                 });
         }
         case 3: {
@@ -295,15 +296,14 @@ void run(std::uint8_t which, std::uint8_t port, bytes_view reply) {
             return judge(
                 reply, asked, decode_system_status(reply), reader_of(reply, asked).system_status_block(),
                 verb::system_show, +[](picture& seen, const system_status& value) {
-                    seen.system = {value, {}};
+                    poectl::depict_system({value, {}}, seen);
                 });
         }
         case 4: {
             const question asked{134, 100, {8}, port};
             return judge(
                 reply, asked, decode_port_status(reply, port), reader_of(reply, asked).port_status_block(),
-                verb::port_show,
-                +[](picture& seen, const port_status& value) { seen.ports.push_back(port_picture_of(value, {})); });
+                verb::port_show, +[](picture& seen, const port_status& value) { show_port(seen, value, {}); });
         }
         case 5: {
             const question asked{1, 376, {8, 100, 192, 284}};
@@ -311,10 +311,9 @@ void run(std::uint8_t which, std::uint8_t port, bytes_view reply) {
             for (int i = 0; i < 4; i++)
                 read.port_status_block();
             return judge(
-                reply, asked, decode_all_port_status(reply), read, verb::port_show,
+                reply, asked, decode_all_port_status(reply), read, verb::schedule_show,
                 +[](picture& seen, const std::array<port_status, port_count>& value) {
-                    for (const auto& one : value)
-                        seen.ports.push_back(port_picture_of(one, {}));
+                    poectl::depict_schedule(value, seen);
                 });
         }
         case 6: {
@@ -326,28 +325,31 @@ void run(std::uint8_t which, std::uint8_t port, bytes_view reply) {
             return judge(
                 reply, asked, decode_whole_status(reply), read, verb::status,
                 +[](picture& seen, const whole_status& value) {
-                    seen.system = {value.system, {}};
-                    for (const auto& one : value.port)
-                        seen.ports.push_back(port_picture_of(one, {}));
+                    poectl::whole_reading all{};
+                    all.system.status = value.system;
+                    for (std::size_t k = 0; k < port_count; k++)
+                        all.ports[k].status = value.port[k];
+                    poectl::depict_status(all, true, seen);
                 });
         }
         case 7: {
             const question asked{12, 80, {}};
             return judge(
                 reply, asked, decode_communication_counters(reply), reader_of(reply, asked).numbers(9, 8),
-                verb::counters, +[](picture& seen, const communication_counters& value) { seen.counters = value; });
+                verb::counters,
+                +[](picture& seen, const communication_counters& value) { poectl::depict_counters(value, 0, seen); });
         }
         case 8: {
             const question asked{13, 12, {}};
             return judge(
-                reply, asked, decode_deepest_queue(reply), reader_of(reply, asked).number(4), verb::queue,
-                +[](picture& seen, const std::uint32_t& value) { seen.deepest_queue = value; });
+                reply, asked, decode_deepest_queue(reply), reader_of(reply, asked).number(4), verb::counters,
+                +[](picture& seen, const std::uint32_t& value) { poectl::depict_counters({}, value, seen); });
         }
         case 9: {
             const question asked{14, 12, {}};
             return judge(
                 reply, asked, decode_power_bank(reply), reader_of(reply, asked).numbers(2, 2), verb::bank_show,
-                +[](picture& seen, const power_bank& value) { seen.bank = value; });
+                +[](picture& seen, const power_bank& value) { poectl::depict_bank(value, seen); });
         }
         case 10: {
             const question asked{15, 44, {}};
@@ -361,8 +363,8 @@ void run(std::uint8_t which, std::uint8_t port, bytes_view reply) {
                     for (const power_cycle_state& one : value.port) {
                         const std::uint32_t left_s = seconds_until_on(value.now_tick, one, 60);
                         must(left_s <= 60, "no wait is longer than the re-enable time");
-                        seen.ports.push_back(
-                            {.status = {}, .settings = {}, .cycle_pending = true, .on_again_s = left_s});
+                        poectl::depict_port({.status = {}, .settings = {}, .cycle_pending = true, .on_again_s = left_s},
+                                            false, seen);
                     }
                 });
         }
@@ -372,9 +374,7 @@ void run(std::uint8_t which, std::uint8_t port, bytes_view reply) {
             read.found[0] = read.found[0] == 1 ? 1 : 0;
             return judge(
                 reply, asked, decode_energy_recording(reply), read, verb::energy_show,
-                +[](picture& seen, const bool& value) {
-                    seen.energy = {value, {}};
-                });
+                +[](picture& seen, const bool& value) { poectl::depict_energy(value, {}, seen); });
         }
         case 12: {
             const question asked{17, 2352, {8}, port};
@@ -384,7 +384,7 @@ void run(std::uint8_t which, std::uint8_t port, bytes_view reply) {
                 read.flag(4).numbers(2, 4);
             return judge(
                 reply, asked, decode_port_energy(reply, port), read, verb::energy_port,
-                +[](picture& seen, const port_energy& value) { seen.port_energy = value; });
+                +[](picture& seen, const port_energy& value) { poectl::depict_port_energy(value, seen); });
         }
         case 13: {
             const question asked{18, 168, {}};
@@ -394,14 +394,14 @@ void run(std::uint8_t which, std::uint8_t port, bytes_view reply) {
             return judge(
                 reply, asked, decode_energy_summary(reply), read, verb::energy_show,
                 +[](picture& seen, const poe_client::energy_summary& value) {
-                    seen.energy = {true, value};
+                    poectl::depict_energy(true, value, seen);
                 });
         }
         default: {
             const question asked{port, 8, {}};
             return judge(
                 reply, asked, decode_acknowledgement(reply, static_cast<ipc_type>(port)), reader_of(reply, asked),
-                verb::cycle, +[](picture& seen, const acknowledgement&) { seen.done = "done"; });
+                verb::cycle, +[](picture& seen, const acknowledgement&) { poectl::tell_accepted(seen, 1, "done"); });
         }
     }
 }

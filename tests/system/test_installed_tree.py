@@ -22,6 +22,7 @@ def needed(file):
 
 
 @pytest.mark.parametrize("file", ["sbin/poe_drv", "bin/poectl", "bin/vswitch", "lib/libvswitch_preload.so",
+                                  "share/poe_drv/poectl.schema.json", "share/man/man1/poectl.1",
                                   *("lib/" + name for name in PLATFORM_LIBRARIES)])
 def test_every_piece_is_in_its_place(file):
     assert (PREFIX / file).is_file()

@@ -39,13 +39,22 @@ def done(world, *words):
 
 
 def energy(world):
-    return world.poectl_json("energy")["energy"]
+    """kept_in_flash, the totals, and the same of each port"""
+    seen = world.poectl_json("energy")
+    totals = seen["energy"]
+    return {"kept_in_flash": totals.pop("kept_in_flash"), "totals": totals, "ports": seen["ports"]}
 
 
 def port_energy(world, port):
-    ports = world.poectl_json("energy", port)["energy"]["ports"]
-    assert [one["port"] for one in ports] == [port]
-    return ports[0]
+    """The port's totals, and its slots ring by ring."""
+    seen = world.poectl_json("energy", port)
+    assert seen["port"]["port"] == port
+    rings = {}
+    for slot in seen["slots"]:
+        ring = rings.setdefault(slot.pop("ring"), {"period_s": slot["period_s"], "slots": []})
+        assert ring["period_s"] == slot.pop("period_s")
+        ring["slots"].append(slot)
+    return {**seen["port"], "rings": rings}
 
 
 def file_of(world):
@@ -86,11 +95,12 @@ def on_a_terminal(world, *words):
 def test_a_new_daemon_keeps_nothing_and_knows_no_average(world):
     nothing = {"powered_s": 0, "energy_mwh": 0, "averages": UNKNOWN_AVERAGES}
     assert energy(world) == {"kept_in_flash": False, "totals": nothing,
-                             "ports": [{"port": port, **nothing} for port in (1, 2, 3, 4)]}
+                             "ports": [{"port": port, "interface": f"lan{port}", **nothing} for port in (1, 2, 3, 4)]}
     lines = world.poectl("energy").stdout.splitlines()
-    assert lines[0] == "Energy totals are not kept in flash."
-    assert [line.split() for line in lines[3:]] == [[who, "0:00:00", "0.0", "unknown", "unknown", "unknown"]
-                                                    for who in ("1", "2", "3", "4", "all")]
+    assert lines[0] == "Energy totals are not kept in flash." and lines[-1] == "Nothing is recorded."
+    assert [line.split() for line in lines[3:8]] == [
+        [*who.split(), "0:00:00", "0.0", "unknown", "unknown", "unknown"]
+        for who in ("1 lan1", "2 lan2", "3 lan3", "4 lan4", "all")]
 
 
 @pytest.mark.parametrize("value", [2, 255])
@@ -104,9 +114,9 @@ def test_what_another_client_switched_off_with_an_odd_value_is_not_kept(restored
 def test_totals_are_shown_in_hours_and_watt_hours(restored):
     lines = restored.poectl("energy").stdout.splitlines()
     assert lines[0] == "Energy totals are kept in flash."
-    assert [line.split()[:3] for line in lines[3:]] == [
-        ["1", "0:00:10", "1.0"], ["2", "0:00:20", "2.0"], ["3", "0:00:30", "3.0"], ["4", "26:03:04", "342.9"],
-        ["all", "26:04:04", "348.9"]]
+    assert [line.split()[:-3] for line in lines[3:]] == [
+        ["1", "lan1", "0:00:10", "1.0"], ["2", "lan2", "0:00:20", "2.0"], ["3", "lan3", "0:00:30", "3.0"],
+        ["4", "lan4", "26:03:04", "342.9"], ["all", "26:04:04", "348.9"]]
     assert [(one["powered_s"], one["energy_mwh"]) for one in energy(restored)["ports"]] == [
         (10, 1000), (20, 2000), (30, 3000), (93784, 342935)]
 
@@ -120,7 +130,7 @@ def test_after_90_minutes_only_the_average_of_the_hour_is_known(world):
     assert seen["totals"]["averages"]["hour_mw"] == pytest.approx(
         sum(one["averages"]["hour_mw"] for one in seen["ports"]), abs=3)
     row = world.poectl("energy").stdout.splitlines()[3].split()
-    assert re.fullmatch(r"\d+\.\d", row[3]) and row[4:] == ["unknown", "unknown"]
+    assert re.fullmatch(r"\d+\.\d", row[4]) and row[5:] == ["unknown", "unknown"]
 
 
 @pytest.mark.parametrize("minutes, averages", [(59, ()), (60, ("hour_mw",)), (1440, ("hour_mw", "day_mw")),
@@ -161,7 +171,7 @@ def test_columns_have_a_line_a_slot_and_unknown_ones_are_not_0_watts(world):
     done(world, "inject", "45")
     text = world.poectl("energy", "1").stdout
     heading, *rings = text.split("\n\n")
-    assert heading == "Port 1: powered for 0:00:00, 0.0 Wh"
+    assert heading == "Port 1 (lan1): powered for 0:00:00, 0.0 Wh"
     assert [ring.splitlines()[0] for ring in rings] == ["Last hour, each minute:", "Last day, each half hour:",
                                                        "Last week, each two hours:"]
     slots = port_energy(world, 1)["rings"]
@@ -179,7 +189,7 @@ def test_a_terminal_shows_plots(world):
     done(world, "inject", "90")
     text = on_a_terminal(world, "energy", "2")
     heading, hour, day, week = text.rstrip("\n").split("\n\n")
-    assert heading == "Port 2: powered for 0:00:00, 0.0 Wh"
+    assert heading == "Port 2 (lan2): powered for 0:00:00, 0.0 Wh"
     assert re.match(r"Last hour in W, one bar per minute, 20.* to 20.*:\n", hour)
     assert re.search(r"\n *0\.0 \|#{60}$", hour) and re.search(r"\n *0\.0 \|###\?{45}$", day)
     assert week == "Last week in W: unknown"
@@ -207,7 +217,7 @@ def test_switching_on_restores_the_file_and_switching_off_removes_it(make_world)
 
 
 def test_a_reset_forgets_the_named_ports_in_the_record_and_in_the_file(restored):
-    assert done(restored, "reset", "1,3") == "accepted: energy reset of port 1, 3\n"
+    assert done(restored, "reset", "1,3") == "accepted: energy reset of ports 1 (lan1), 3 (lan3)\n"
     assert [one["powered_s"] for one in energy(restored)["ports"]] == [0, 20, 0, 93784]
     assert file_of(restored) == "0, 0, 0\n1, 20, 7200000\n2, 0, 0\n3, 93784, 1234567890\n"
 
@@ -223,7 +233,7 @@ def test_a_reset_forgets_the_history_of_the_named_ports(world):
 
 def test_a_made_up_history_replaces_totals_and_leaves_the_file(restored):
     answer = restored.poectl_json("energy", "inject", "90")
-    assert answer == {"schema_version": 1, "accepted": True, "message": "accepted: made-up energy history of 90 min"}
+    assert answer["change"] == {"accepted": True, "ports": [], "message": "accepted: made-up energy history of 90 min"}
     assert energy(restored)["totals"]["powered_s"] == 0 and file_of(restored) == TOTALS
 
 

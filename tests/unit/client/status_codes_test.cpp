@@ -13,12 +13,16 @@ TEST(status_codes, stand_under_their_numbers) {
         EXPECT_EQ(status_codes[number].number, number);
 }
 
-TEST(status_codes, have_different_names_without_spaces_and_a_meaning) {
+TEST(status_codes, have_different_names_without_spaces_a_meaning_a_cause_and_a_remedy) {
     std::set<std::string_view> names;
     for (const auto& code : status_codes) {
         EXPECT_TRUE(names.insert(code.name).second) << code.name;
         EXPECT_EQ(code.name.find(' '), std::string_view::npos) << code.name;
         EXPECT_GT(code.meaning.size(), 20U) << code.name;
+        for (const auto text : {code.meaning, code.cause, code.remedy}) {
+            EXPECT_TRUE(text.ends_with('.')) << code.name;
+            EXPECT_GT(text.size(), 7U) << code.name;
+        }
     }
 }
 
@@ -37,7 +41,10 @@ TEST(status_codes, names_that_scripts_look_for) {
 TEST(status_codes, a_number_above_15_is_unknown) {
     EXPECT_EQ(status_name(16), "unknown");
     EXPECT_EQ(status_name(0xFFFFFFFF), "unknown");
-    EXPECT_FALSE(status_meaning(16).empty());
+    EXPECT_EQ(status_code_of(16).name, "unknown");
+    for (const auto text : {status_code_of(16).meaning, status_code_of(99).cause, status_code_of(0xFFFFFFFF).remedy})
+        EXPECT_TRUE(text.ends_with('.'));
+    EXPECT_EQ(status_code_of(15).number, 15U);
 }
 
 }  // namespace

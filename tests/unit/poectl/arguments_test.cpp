@@ -33,9 +33,13 @@ TEST(arguments, each_command_has_its_verb) {
     EXPECT_EQ(good("bank show").verb, verb::bank_show);
     EXPECT_EQ(good("bank set 240").verb, verb::bank_set);
     EXPECT_EQ(good("cycle 1,3").verb, verb::cycle);
-    EXPECT_EQ(good("schedule 2 on").verb, verb::schedule);
+    EXPECT_EQ(good("schedule").verb, verb::schedule_show);
+    EXPECT_EQ(good("schedule 2 on").verb, verb::schedule_set);
     EXPECT_EQ(good("counters").verb, verb::counters);
-    EXPECT_EQ(good("queue").verb, verb::queue);
+    EXPECT_EQ(good("check").verb, verb::check);
+    EXPECT_EQ(good("doctor").verb, verb::doctor);
+    EXPECT_EQ(good("completion zsh").verb, verb::completion);
+    EXPECT_EQ(good("completion suggest -- port 2").verb, verb::suggest);
     EXPECT_EQ(good("energy").verb, verb::energy_show);
     EXPECT_EQ(good("energy 2").verb, verb::energy_port);
     EXPECT_EQ(good("energy --port 2").verb, verb::energy_port);
@@ -68,7 +72,10 @@ TEST(arguments, all_six_system_settings_are_gathered) {
 TEST(arguments, positionals_are_gathered) {
     EXPECT_EQ(good("bank set 240").bank_limit_w, 240);
     EXPECT_EQ(good("cycle 4,1").ports, 0b1001);
-    EXPECT_EQ(good("schedule 3 on").port, 2);
+    EXPECT_EQ(good("cycle all").ports, 0b1111);
+    EXPECT_EQ(good("port lan3").port, 2);
+    EXPECT_EQ(good("schedule 3 on").ports, 0b0100);
+    EXPECT_EQ(good("schedule 1-3 off").ports, 0b0111);
     EXPECT_TRUE(good("schedule 3 on").schedule_on);
     EXPECT_FALSE(good("schedule 3 off").schedule_on);
 }
@@ -81,20 +88,34 @@ TEST(arguments, those_of_energy_are_gathered) {
     EXPECT_FALSE(good("energy off").keep_in_flash);
     EXPECT_EQ(good("energy inject 90").history_minutes, 90U);
     EXPECT_EQ(good("energy inject 4294967295").history_minutes, 4294967295U);
-    EXPECT_TRUE(good("energy 2 --json").json);
-    EXPECT_TRUE(good("energy inject 90 --json").json);
+    EXPECT_EQ(good("energy 2 --json").format, output_format::json);
+    EXPECT_EQ(good("energy inject 90 --json").format, output_format::json);
 }
 
 TEST(arguments, common_options_stand_anywhere) {
     for (const char* line : {"--json --socket /s --timeout 250 port 1 show", "port 1 --json --socket /s --timeout 250",
                              "port 1 show --json --socket /s --timeout 250"}) {
         const auto asked = good(line);
-        EXPECT_TRUE(asked.json) << line;
+        EXPECT_EQ(asked.format, output_format::json) << line;
         EXPECT_EQ(asked.socket_path, "/s") << line;
         EXPECT_EQ(asked.timeout.count(), 250) << line;
     }
-    EXPECT_FALSE(good("status").json);
+    EXPECT_EQ(good("status").format, output_format::table);
+    EXPECT_EQ(good("status --format csv").format, output_format::csv);
+    EXPECT_EQ(good("--format=jsonl port 2 show").format, output_format::jsonl);
+    EXPECT_EQ(good("status").colour, colour_choice::automatic);
+    EXPECT_EQ(good("status --color=always").colour, colour_choice::always);
+    EXPECT_EQ(good("status --color never").colour, colour_choice::never);
     EXPECT_EQ(good("status").timeout, poe_client::default_timeout);
+}
+
+TEST(arguments, why_is_for_the_status_of_ports) {
+    EXPECT_TRUE(good("status --why").why);
+    EXPECT_TRUE(good("port 2 --why").why);
+    EXPECT_TRUE(good("port 2 show --why").why);
+    EXPECT_FALSE(good("status").why);
+    EXPECT_FALSE(parse("counters --why").go_on);
+    EXPECT_FALSE(parse("port 2 set --limit 5 --why").go_on);
 }
 
 TEST(arguments, bad_usage_is_status_2_with_a_reason_and_no_command) {
@@ -154,6 +175,10 @@ TEST(arguments, bad_usage_is_status_2_with_a_reason_and_no_command) {
                              "status --timeout 0",
                              "status --timeout x",
                              "status port 1",
+                             "status --json --format json",
+                             "status --format xml",
+                             "status --color on",
+                             "queue",
                              "status --socket"}) {
         const auto parsed = parse(line);
         EXPECT_FALSE(parsed.go_on) << line;
@@ -170,8 +195,53 @@ TEST(arguments, the_reason_names_the_option_and_what_it_takes) {
     EXPECT_THAT(parse("system set --threshold 100").complaint, HasSubstr("a percentage from 1 to 99"));
     EXPECT_THAT(parse("port 9").complaint, HasSubstr("a port from 1 to 4"));
     EXPECT_THAT(parse("port 1 set").complaint, HasSubstr("at least one setting"));
-    EXPECT_THAT(parse("bogus").complaint,
-                HasSubstr("status, port, system, bank, cycle, schedule, counters, queue, energy"));
+    EXPECT_THAT(parse("bogus").complaint, HasSubstr("give one of these commands: status, port, system, bank, cycle, "
+                                                    "schedule, energy, counters, check, doctor, completion"));
+}
+
+TEST(arguments, those_of_check_are_gathered) {
+    const auto asked =
+        good("check -w 80% --critical 270.5 --delivering 1,3 --errors-warning 5 --errors-critical 10").thresholds;
+    EXPECT_EQ(asked.power_warning, (power_threshold{80000, true}));
+    EXPECT_EQ(asked.power_critical, (power_threshold{270500, false}));
+    EXPECT_EQ(asked.must_deliver, 0b0101);
+    EXPECT_EQ(asked.errors_warning, 5U);
+    EXPECT_EQ(asked.errors_critical, 10U);
+    EXPECT_FALSE(good("check").thresholds.power_warning.has_value());
+}
+
+TEST(arguments, bad_usage_of_check_is_unknown_to_a_monitoring_system) {
+    for (const char* line :
+         {"check -w x", "check --delivering 5", "check extra", "check --errors-warning", "--format xml check"}) {
+        const auto parsed = parse(line);
+        EXPECT_EQ(parsed.status, 3) << line;
+        EXPECT_THAT(parsed.help, testing::StartsWith("POE UNKNOWN - ")) << line;
+        EXPECT_FALSE(parsed.complaint.empty()) << line;
+    }
+    EXPECT_EQ(parse("--socket check bogus").status, 2) << "a value is no command";
+}
+
+TEST(arguments, of_suggest_are_taken_as_they_are) {
+    EXPECT_THAT(good("completion suggest -- --format x port 9").words,
+                testing::ElementsAre("--format", "x", "port", "9"));
+    EXPECT_EQ(good("completion fish").completion_for, shell::fish);
+    EXPECT_EQ(parse("completion").status, 2);
+    EXPECT_EQ(parse("completion csh").status, 2);
+}
+
+TEST(arguments, nothing_at_all_shows_what_there_is) {
+    const auto parsed = parse("");
+    EXPECT_THAT(parsed.complaint, HasSubstr("give a command."));
+    for (const char* word :
+         {"Looks at and changes", "Look:", "Change:", "status ", "cycle ", "Examples:", "Exit status:"})
+        EXPECT_THAT(parsed.complaint, HasSubstr(word));
+}
+
+TEST(arguments, the_version_goes_to_standard_output) {
+    const auto parsed = parse("--version");
+    EXPECT_FALSE(parsed.go_on);
+    EXPECT_EQ(parsed.status, 0);
+    EXPECT_THAT(parsed.help, testing::MatchesRegex("poectl [0-9]+\\.[0-9]+\\.[0-9]+\n"));
 }
 
 TEST(arguments, help_goes_to_standard_output_with_status_0) {
@@ -181,8 +251,11 @@ TEST(arguments, help_goes_to_standard_output_with_status_0) {
         EXPECT_EQ(parsed.status, 0) << line;
         EXPECT_TRUE(parsed.complaint.empty()) << line;
         EXPECT_THAT(parsed.help, HasSubstr("Usage: poectl")) << line;
-        EXPECT_THAT(parsed.help, HasSubstr("Exit status:")) << line;
+        EXPECT_THAT(parsed.help, testing::EndsWith(".\n")) << line;
     }
+    EXPECT_THAT(parse("--help").help, HasSubstr("Exit status: 0 done, 1 internal failure, 2 bad usage"));
+    EXPECT_THAT(parse("port --help").help, HasSubstr("those of every command"));
+    EXPECT_THAT(parse("--help-all").help, HasSubstr("--re-enable"));
     EXPECT_THAT(parse("port 1 set --help").help, HasSubstr("--re-enable"));
 }
 

@@ -1,4 +1,4 @@
-#include "poectl/bar_plot.h"
+#include "poectl/verbs/bar_plot.h"
 
 #include <vector>
 

@@ -1,4 +1,4 @@
-#include "poectl/energy_rings.h"
+#include "poectl/verbs/energy_rings.h"
 
 #include <limits>
 

@@ -6,43 +6,64 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "poectl/exit_status.h"
+
 namespace {
 
 using namespace poectl;
-using poe_client::failure;
 using poe_client::failure_kind;
 using testing::HasSubstr;
 
+problem problem_with(failure_kind kind, int why = 0) {
+    return problem_of({kind, why}, "/the/socket", std::chrono::milliseconds(250));
+}
+
 TEST(exit_status, is_distinct_for_each_thing_that_a_script_can_act_on) {
-    EXPECT_EQ(exit_status_of({failure_kind::none}), 0);
-    EXPECT_EQ(exit_status_of({failure_kind::own_socket}), 1);
-    EXPECT_EQ(exit_status_of({failure_kind::no_daemon}), 3);
-    EXPECT_EQ(exit_status_of({failure_kind::timeout}), 4);
-    EXPECT_EQ(exit_status_of({failure_kind::malformed}), 4);
-    EXPECT_EQ(exit_status_of({failure_kind::refused}), 5);
-    EXPECT_EQ(exit_status_of({failure_kind::not_permitted}), 6);
+    EXPECT_EQ(problem_with(failure_kind::own_socket).exit_status, 1);
+    EXPECT_EQ(problem_with(failure_kind::no_daemon).exit_status, 3);
+    EXPECT_EQ(problem_with(failure_kind::timeout).exit_status, 4);
+    EXPECT_EQ(problem_with(failure_kind::malformed).exit_status, 4);
+    EXPECT_EQ(problem_with(failure_kind::refused).exit_status, 5);
+    EXPECT_EQ(problem_with(failure_kind::not_permitted).exit_status, 6);
+}
+
+TEST(exit_status, has_a_name_and_a_meaning_under_its_number) {
+    EXPECT_EQ(exit_statuses.size(), 8U);
+    EXPECT_EQ(exit_statuses[exit_done].name, "done");
+    EXPECT_EQ(exit_statuses[exit_internal].name, "internal");
+    EXPECT_EQ(exit_statuses[exit_usage].name, "usage");
+    EXPECT_EQ(exit_statuses[exit_no_daemon].name, "daemon_not_reachable");
+    EXPECT_EQ(exit_statuses[exit_no_answer].name, "no_answer");
+    EXPECT_EQ(exit_statuses[exit_refused].name, "refused");
+    EXPECT_EQ(exit_statuses[exit_not_permitted].name, "not_permitted");
+    EXPECT_EQ(exit_statuses[exit_no_effect].name, "no_effect");
 }
 
 std::string message(failure_kind kind, int why = 0) {
-    return message_of({kind, why}, "/the/socket", std::chrono::milliseconds(250));
+    return sentence_of(problem_with(kind, why));
 }
 
 TEST(message, tells_a_missing_socket_from_nobody_behind_it_and_from_a_refused_permission) {
     EXPECT_THAT(message(failure_kind::no_daemon, ENOENT), HasSubstr("there is no socket at /the/socket"));
-    EXPECT_THAT(message(failure_kind::no_daemon, ECONNREFUSED), HasSubstr("nobody answers at /the/socket"));
+    EXPECT_THAT(message(failure_kind::no_daemon, ECONNREFUSED), HasSubstr("nobody is behind the socket /the/socket"));
     EXPECT_THAT(message(failure_kind::no_daemon, ENAMETOOLONG), HasSubstr("File name too long"));
-    EXPECT_THAT(message(failure_kind::not_permitted, EACCES), HasSubstr("this user may not talk to poe_drv"));
+    EXPECT_THAT(message(failure_kind::not_permitted, EACCES), HasSubstr("this user may not write to the socket"));
 }
 
 TEST(message, names_the_time_that_was_waited) {
     EXPECT_THAT(message(failure_kind::timeout), HasSubstr("within 250 ms"));
 }
 
-TEST(message, is_different_for_every_failure) {
+TEST(message, is_different_for_every_failure_and_says_what_why_and_what_to_try) {
     std::set<std::string> messages;
     for (const auto kind : {failure_kind::no_daemon, failure_kind::not_permitted, failure_kind::timeout,
                             failure_kind::refused, failure_kind::malformed, failure_kind::own_socket}) {
-        EXPECT_TRUE(messages.insert(message(kind, EACCES)).second);
+        const auto one = problem_with(kind, EACCES);
+        EXPECT_GT(one.what.size(), 5U);
+        EXPECT_GT(one.why.size(), 10U);
+        EXPECT_GT(one.advice.size(), 10U);
+        EXPECT_EQ(sentence_of(one), one.what + ": " + one.why + ".\nTry: " + one.advice + ".");
+        EXPECT_TRUE(messages.insert(sentence_of(one)).second);
     }
 }
 

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -78,7 +79,7 @@ class program : public testing::Test {
 TEST_F(program, status_prints_a_table_and_leaves_nothing_behind) {
     const auto run = poectl("status");
     EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.out, HasSubstr("   2  on       1 delivering      3      5.3"));
+    EXPECT_THAT(run.out, HasSubstr("   2  lan2       yes      delivering (1)      3      5.3"));
     EXPECT_EQ(run.err, "");
     EXPECT_THAT(daemon.folder.entries(), ElementsAre("daemon"));
 }
@@ -89,8 +90,11 @@ TEST_F(program, status_as_json_has_units_in_its_keys) {
     EXPECT_EQ(status["system"], json::parse(R"({"total_mw": 300000, "consumed_mw": 5320, "remaining_mw": 294680,
         "temperature_mc": 41000, "alarm_raised": false, "settings": {"enabled": true, "threshold_percent": 95,
         "parameter_1": 0, "parameter_2": 1, "parameter_4": 0, "parameter_5": -1}})"));
+    EXPECT_EQ(status["command"], "status");
+    EXPECT_TRUE(status["error"].is_null());
     ASSERT_EQ(status["ports"].size(), 4U);
-    EXPECT_EQ(status["ports"][1], json::parse(R"({"port": 2, "status": {"code": 1, "name": "delivering"}, "class": 3,
+    EXPECT_EQ(status["ports"][1],
+              json::parse(R"({"port": 2, "interface": "lan2", "status": {"code": 1, "name": "delivering"}, "class": 3,
         "error_code": null, "sub_status": 0, "port_type": 1, "auto_off": false, "power_mw": 5320, "voltage_mv": 53200,
         "current_ma": 100, "temperature_mc": 1000,
         "pair_sets": [
@@ -98,7 +102,8 @@ TEST_F(program, status_as_json_has_units_in_its_keys) {
              "power_mw": 0, "voltage_mv": 0, "current_ma": 0},
             {"pair_set": "B", "status": {"code": 0, "name": "disabled"}, "class": null, "error_code": 0, "sub_status": 0,
              "power_mw": 0, "voltage_mv": 0, "current_ma": 0}],
-        "event_totals": [0, 0, 0, 0, 0],
+        "event_totals": {"overloads": 0, "short_circuits": 0, "power_denials": 0, "disconnections": 0,
+                         "bad_signatures": 0},
         "settings": {"enabled": true, "limit_mw": 1000, "priority": {"code": 1, "name": "critical"}, "mode": 0,
                      "schedule_enabled": true, "re_enable_s": 5},
         "schedule_on": true, "power_cycle": {"pending": true, "on_again_s": 0}})"));
@@ -121,13 +126,15 @@ TEST_F(program, one_port_as_json_is_still_an_array_of_ports_with_the_same_keys) 
 
 TEST_F(program, the_keys_of_json_stand_in_their_order) {
     const auto out = poectl("status --json").out;
-    EXPECT_THAT(out, StartsWith("{\n  \"schema_version\": 1,\n  \"system\": {\n    \"total_mw\": 300000,"));
+    EXPECT_THAT(out, StartsWith("{\n  \"schema_version\": 1,\n  \"command\": \"status\",\n  \"error\": null,\n  "
+                                "\"system\": {\n    \"total_mw\": 300000,"));
 }
 
 TEST_F(program, the_other_queries_as_json) {
     EXPECT_EQ(json_of("system show")["system"]["consumed_mw"], 35000);
-    EXPECT_EQ(json_of("bank"), json::parse(R"({"schema_version": 1, "bank": {"limit_w": 300, "second": 7}})"));
-    EXPECT_EQ(json_of("queue"), json::parse(R"({"schema_version": 1, "queue": {"deepest": 3}})"));
+    EXPECT_EQ(json_of("bank"), json::parse(R"({"schema_version": 1, "command": "bank show", "error": null,
+        "bank": {"limit_w": 300, "second": 7}})"));
+    EXPECT_EQ(json_of("counters")["queue"], json::parse(R"({"deepest": 3})"));
     const auto counters = json_of("counters")["counters"];
     EXPECT_EQ(counters["total"], 4294967297U);
     EXPECT_EQ(counters["undefined_key_value"], 9223372036854775817U);
@@ -135,66 +142,112 @@ TEST_F(program, the_other_queries_as_json) {
 }
 
 TEST_F(program, energy_as_json_has_null_for_what_is_unknown) {
-    const auto energy = json_of("energy")["energy"];
-    EXPECT_EQ(energy["kept_in_flash"], true);
-    EXPECT_EQ(energy["totals"], json::parse(R"({"powered_s": 10, "energy_mwh": 3000,
+    const auto energy = json_of("energy");
+    EXPECT_EQ(energy["energy"], json::parse(R"({"kept_in_flash": true, "powered_s": 10, "energy_mwh": 3000,
         "averages": {"hour_mw": 1500, "day_mw": null, "week_mw": 3500}})"));
     ASSERT_EQ(energy["ports"].size(), 4U);
-    EXPECT_EQ(energy["ports"][1], json::parse(R"({"port": 2, "powered_s": 6, "energy_mwh": 1000,
+    EXPECT_EQ(energy["ports"][1], json::parse(R"({"port": 2, "interface": "lan2", "powered_s": 6, "energy_mwh": 1000,
         "averages": {"hour_mw": null, "day_mw": null, "week_mw": 3500}})"));
 }
 
 TEST_F(program, energy_of_a_port_is_in_columns_when_standard_output_is_no_terminal) {
     const auto run = poectl("energy 2");
     EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.out, StartsWith("Port 2: powered for 1:00:00, 12.5 Wh\n\nLast hour, each minute:\nENDED"));
+    EXPECT_THAT(run.out, StartsWith("Port 2 (lan2): powered for 1:00:00, 12.5 Wh\n\nLast hour, each minute:\nENDED"));
     EXPECT_EQ(run.out, poectl("energy --port 2").out);
 }
 
-TEST_F(program, energy_of_a_port_is_a_plot_on_a_terminal) {
+// What it shows on a terminal that is `columns` wide.
+std::string on_a_terminal(const std::vector<std::string>& arguments, unsigned short columns = 0) {
     const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
-    ASSERT_GE(terminal, 0);
-    ASSERT_EQ(grantpt(terminal), 0);
-    ASSERT_EQ(unlockpt(terminal), 0);
+    EXPECT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
     const int other_end = open(ptsname(terminal), O_RDWR | O_NOCTTY);
-    ASSERT_GE(other_end, 0);
+    EXPECT_GE(other_end, 0);
+    const winsize size{.ws_row = 25, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
+    EXPECT_EQ(ioctl(other_end, TIOCSWINSZ, &size), 0);
     const pid_t child = fork();
     if (child == 0) {
         dup2(other_end, STDOUT_FILENO);
-        become_poectl({"energy", "2", "--socket", daemon.socket_path()}, false);
+        become_poectl(arguments, false);
     }
     int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
-    std::string shown(4096, ' ');
+    std::string shown(8192, ' ');
     const ssize_t length = read(terminal, shown.data(), shown.size());
-    ASSERT_GT(length, 0);
-    shown.resize(static_cast<std::size_t>(length));
+    EXPECT_GT(length, 0);
+    shown.resize(static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+    close(other_end);
+    close(terminal);
+    return shown;
+}
+
+// The environment of the programs that a test starts.
+class set_variable {
+  public:
+    set_variable(const char* name, const char* value)
+        : name_(name), before_(std::getenv(name) ? std::getenv(name) : "") {
+        setenv(name, value, 1);
+    }
+    ~set_variable() { before_.empty() ? unsetenv(name_) : setenv(name_, before_.c_str(), 1); }
+    set_variable(const set_variable&) = delete;
+    set_variable& operator=(const set_variable&) = delete;
+
+  private:
+    const char* name_;
+    std::string before_;
+};
+
+TEST_F(program, energy_of_a_port_is_a_plot_on_a_terminal) {
+    const auto shown = on_a_terminal({"energy", "2", "--socket", daemon.socket_path()});
     EXPECT_THAT(shown, HasSubstr("Last hour in W, one bar per minute"));
     EXPECT_THAT(shown, HasSubstr("1.5 |#"));
     EXPECT_THAT(shown, Not(HasSubstr("ENDED")));
-    close(other_end);
-    close(terminal);
+}
+
+TEST_F(program, a_terminal_gets_colour_unless_it_has_none_or_nobody_wants_any) {
+    const std::vector<std::string> words{"status", "--socket", daemon.socket_path()};
+    const set_variable terminal("TERM", "xterm"), no_colour("NO_COLOR", "");
+    EXPECT_THAT(on_a_terminal(words), HasSubstr("\033[32mdelivering (1)\033[0m"));
+    {
+        const set_variable nobody("NO_COLOR", "1");
+        EXPECT_THAT(on_a_terminal(words), Not(HasSubstr("\033")));
+        auto insisting = words;
+        insisting.emplace_back("--color=always");
+        EXPECT_THAT(on_a_terminal(insisting), HasSubstr("\033[32m"));
+    }
+    const set_variable dumb("TERM", "dumb");
+    EXPECT_THAT(on_a_terminal(words), Not(HasSubstr("\033")));
+}
+
+TEST_F(program, a_table_fits_a_terminal_of_80_columns) {
+    const set_variable dumb("TERM", "dumb");
+    std::istringstream lines(on_a_terminal({"status", "--socket", daemon.socket_path()}, 80));
+    std::size_t widest = 0;
+    for (std::string line; std::getline(lines, line);)
+        widest = std::max(widest, line.find_last_not_of("\r") + 1);
+    EXPECT_LE(widest, 80U);
+    EXPECT_GT(widest, 70U);
 }
 
 TEST_F(program, energy_is_reset_once_and_said_to_be_accepted) {
     const auto run = poectl("energy reset 2,4");
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, "accepted: energy reset of port 2, 4\n");
+    EXPECT_EQ(run.out, "accepted: energy reset of ports 2 (lan2), 4 (lan4)\n");
     ASSERT_EQ(daemon.requests().size(), 1U);
     EXPECT_TRUE(same_bytes(daemon.requests()[0].bytes, message_bytes("clear_energy_of_ports_1_and_3")));
-    EXPECT_EQ(json_of("energy inject 90"), json::parse(R"({"schema_version": 1, "accepted": true,
+    EXPECT_EQ(json_of("energy inject 90")["change"], json::parse(R"({"accepted": true, "ports": [],
         "message": "accepted: made-up energy history of 90 min"})"));
 }
 
 TEST_F(program, a_setting_is_sent_once_and_said_to_be_accepted) {
     const auto run = poectl("port 3 set --limit 90");
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, "accepted: port 3 limit 90.0 W\n");
+    EXPECT_EQ(run.out, "accepted: port 3 (lan3) limit 90.0 W\n");
     ASSERT_EQ(daemon.requests().size(), 1U);
     EXPECT_TRUE(same_bytes(daemon.requests()[0].bytes, message_bytes("set_port_2_limit")));
-    EXPECT_EQ(json_of("cycle 1,3"), json::parse(R"({"schema_version": 1, "accepted": true,
-        "message": "accepted: power-cycle of port 1, 3"})"));
+    EXPECT_EQ(json_of("cycle 1,3")["change"], json::parse(R"j({"accepted": true, "ports": [1, 3],
+        "message": "accepted: power-cycle of ports 1 (lan1), 3 (lan3)"})j"));
 }
 
 TEST_F(program, bad_usage_is_2_with_a_line_on_standard_error_before_anything_is_asked) {
@@ -214,20 +267,59 @@ TEST_F(program, help_is_on_standard_output) {
 
 TEST_F(program, takes_the_socket_from_the_environment) {
     ASSERT_EQ(setenv("POE_DRV_SOCKET", daemon.socket_path().c_str(), 1), 0);
-    EXPECT_EQ(::poectl("queue", "").out, "deepest set queue so far: 3\n");
+    EXPECT_THAT(::poectl("bank", "").out, StartsWith("bank limit    300 W\n"));
     unsetenv("POE_DRV_SOCKET");
 }
 
-TEST_F(program, output_that_cannot_be_written_is_an_internal_failure) {
+// Standard output is `out`; what is written on standard error comes back.
+ended with_output(int out, const std::vector<std::string>& arguments) {
+    const temporary_folder folder;
+    const std::string err = folder.path + "/err";
     const pid_t child = fork();
     if (child == 0) {
-        dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO);
-        dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
-        become_poectl({"queue", "--socket", daemon.socket_path()}, false);
+        dup2(out, STDOUT_FILENO);
+        dup2(open(err.c_str(), O_CREAT | O_WRONLY, 0600), STDERR_FILENO);
+        become_poectl(arguments, false);
     }
     int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(WEXITSTATUS(status), 1);
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, "", contents(err)};
+}
+
+TEST_F(program, output_that_finds_a_full_disk_is_an_internal_failure) {
+    const int full = open("/dev/full", O_WRONLY);
+    for (const auto& words : {std::vector<std::string>{"bank", "--socket", daemon.socket_path()}, {"--help"}}) {
+        const auto run = with_output(full, words);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_THAT(run.err, StartsWith("poectl: cannot write to standard output: No space left on device.\nTry: "));
+    }
+    close(full);
+}
+
+TEST_F(program, output_that_finds_a_closed_pipe_is_an_internal_failure) {
+    int pipe_ends[2];
+    ASSERT_EQ(pipe2(pipe_ends, O_CLOEXEC), 0);
+    close(pipe_ends[0]);
+    const auto run = with_output(pipe_ends[1], {"status", "--socket", daemon.socket_path()});
+    close(pipe_ends[1]);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, StartsWith("poectl: cannot write to standard output: Broken pipe.\nTry: "));
+}
+
+TEST_F(program, is_in_colour_only_when_it_is_asked_for_or_on_a_terminal_that_has_some) {
+    EXPECT_THAT(poectl("status").out, Not(HasSubstr("\033")));
+    EXPECT_THAT(poectl("status --color=always").out, HasSubstr("\033[32mdelivering (1)\033[0m"));
+    EXPECT_THAT(poectl("status --color=never").out, Not(HasSubstr("\033")));
+    EXPECT_THAT(poectl("status --color=always --json").out, Not(HasSubstr("\033")));
+}
+
+TEST_F(program, shows_the_same_in_every_format) {
+    EXPECT_THAT(poectl("bank --format jsonl").out,
+                StartsWith("{\"schema_version\":1,\"command\":\"bank show\",\"record\":\"bank\",\"limit_w\":300"));
+    EXPECT_EQ(poectl("bank --format csv").out, "bank.limit_w,bank.second\n300,7\n");
+    EXPECT_EQ(poectl("bank --format kv").out,
+              "schema_version=1\ncommand=bank show\nerror=\nbank.limit_w=300\nbank.second=7\n");
+    EXPECT_EQ(poectl("bank --format json").out, poectl("bank --json").out);
 }
 
 TEST(program_without, a_daemon_is_3) {
@@ -235,7 +327,9 @@ TEST(program_without, a_daemon_is_3) {
     const auto run = poectl("status", folder.path + "/nothing");
     EXPECT_EQ(run.status, 3);
     EXPECT_EQ(run.out, "");
-    EXPECT_EQ(run.err, "poectl: no daemon: there is no socket at " + folder.path + "/nothing. Is poe_drv running?\n");
+    EXPECT_EQ(run.err, "poectl: cannot reach the daemon: there is no socket at " + folder.path +
+                           "/nothing.\nTry: start poe_drv; if it runs elsewhere, name its socket with --socket. "
+                           "'poectl doctor' looks closer.\n");
 }
 
 TEST(program_without, an_answer_is_4) {

@@ -66,8 +66,19 @@ TEST(ports, are_a_list_in_any_order) {
     EXPECT_EQ(parse_ports("2,2").value, 0b0010);
 }
 
+TEST(ports, may_be_named_by_interface_as_a_range_or_all_together) {
+    EXPECT_EQ(parse_port("lan3").value, 2);
+    EXPECT_FALSE(parse_port("lan").good() || parse_port("lan33").good() || parse_port("LAN3").good());
+    EXPECT_EQ(parse_ports("lan4,1").value, 0b1001);
+    EXPECT_EQ(parse_ports("2-4").value, 0b1110);
+    EXPECT_EQ(parse_ports("lan1-lan2,4").value, 0b1011);
+    EXPECT_EQ(parse_ports("3-3").value, 0b0100);
+    EXPECT_EQ(parse_ports("all").value, 0b1111);
+}
+
 TEST(ports, of_a_broken_list_are_bad_usage) {
-    for (const char* text : {"", ",", "1,", ",1", "1,,2", "0", "5", "1,5", "1-3", "1 3", "all"}) {
+    for (const char* text : {"", ",", "1,", ",1", "1,,2", "0", "5", "1,5", "3-1", "1-", "-3", "1-5", "1-2-3", "1 3",
+                             "ALL", "all,1", "lan5"}) {
         EXPECT_FALSE(parse_ports(text).good()) << text;
     }
 }
@@ -156,6 +167,33 @@ TEST(minutes, are_any_32_bit_number) {
     EXPECT_EQ(parse_minutes("4294967295").value, 4294967295U);
     for (const char* text : {"", "x", "-1", "+1", "1.5", " 1", "90m", "4294967296"})
         EXPECT_FALSE(parse_minutes(text).good()) << text;
+}
+
+TEST(power_threshold, is_watts_or_a_share_of_the_budget_with_at_most_one_decimal) {
+    EXPECT_EQ(parse_power_threshold("240").value, (power_threshold{240000, false}));
+    EXPECT_EQ(parse_power_threshold("240.5").value, (power_threshold{240500, false}));
+    EXPECT_EQ(parse_power_threshold("80%").value, (power_threshold{80000, true}));
+    EXPECT_EQ(parse_power_threshold("99.9%").value, (power_threshold{99900, true}));
+    EXPECT_EQ(parse_power_threshold("0").value, (power_threshold{0, false}));
+    for (const char* text : {"", "%", "x", "-1", "1.", ".5", "1.55", "1.5.5", "101%", "80 %", "100001", "80%%", "1:2"})
+        EXPECT_FALSE(parse_power_threshold(text).good()) << text;
+}
+
+TEST(choices, are_told_when_the_word_is_none_of_them) {
+    EXPECT_EQ(parse_format("csv").value, output_format::csv);
+    EXPECT_EQ(parse_format("xml").problem, "'xml' is not one of table, json, jsonl, csv, kv");
+    EXPECT_EQ(parse_colour("never").value, colour_choice::never);
+    EXPECT_EQ(parse_colour("on").problem, "'on' is not one of auto, always, never");
+    EXPECT_EQ(parse_shell("fish").value, shell::fish);
+    EXPECT_EQ(parse_shell("csh").problem, "'csh' is not one of bash, zsh, fish");
+    EXPECT_EQ(parse_count("4294967295").value, 4294967295U);
+    EXPECT_FALSE(parse_count("-1").good());
+}
+
+TEST(words, of_ports_have_their_interfaces_beside_them) {
+    EXPECT_EQ(port_words(1), "port 2 (lan2)");
+    EXPECT_EQ(ports_words(0b0001), "port 1 (lan1)");
+    EXPECT_EQ(ports_words(0b1010), "ports 2 (lan2), 4 (lan4)");
 }
 
 TEST(words, thousandths_become_tenths_rounded_half_away_from_zero) {

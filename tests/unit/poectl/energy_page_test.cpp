@@ -1,4 +1,4 @@
-#include "poectl/energy_text.h"
+#include "poectl/verbs/energy_page.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "poe_client/codec.h"
-#include "poectl/text.h"
+#include "shown.h"
 #include "vectors/vectors.h"
 
 namespace {
@@ -19,6 +19,20 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
+
+std::string shown(std::vector<block> blocks, bool terminal = false) {
+    picture seen;
+    seen.page = std::move(blocks);
+    return page(seen, {.terminal = terminal});
+}
+
+std::string port_energy_columns(const poe_client::port_energy& port) {
+    return shown(port_energy_page(port));
+}
+
+std::string port_energy_plots(const poe_client::port_energy& port) {
+    return shown(port_energy_page(port), true);
+}
 
 class energy : public testing::Test {
   protected:
@@ -35,48 +49,49 @@ class energy : public testing::Test {
 };
 
 TEST_F(energy, of_all_ports_has_totals_and_three_averages_each) {
-    const energy_picture seen{true, poe_client::decode_energy_summary(message_bytes("energy_summary")).value};
-    EXPECT_EQ(energy_text(seen),
+    EXPECT_EQ(shown(energy_page(true, poe_client::decode_energy_summary(message_bytes("energy_summary")).value)),
               "Energy totals are kept in flash.\n"
               "\n"
-              "PORT  POWERED  ENERGY Wh  HOUR AVG W  DAY AVG W  WEEK AVG W\n"
-              "   1  0:00:04        2.0         1.5  unknown    unknown\n"
-              "   2  0:00:06        1.0  unknown     unknown           3.5\n"
-              "   3  0:00:00        0.0  unknown     unknown    unknown\n"
-              "   4  0:00:00        0.0  unknown     unknown    unknown\n"
-              "all   0:00:10        3.0         1.5  unknown           3.5\n");
+              "PORT  INTERFACE  POWERED h:m:s  ENERGY Wh  HOUR AVG W  DAY AVG W  WEEK AVG W\n"
+              "   1  lan1             0:00:04        2.0         1.5    unknown     unknown\n"
+              "   2  lan2             0:00:06        1.0     unknown    unknown         3.5\n"
+              "   3  lan3             0:00:00        0.0     unknown    unknown     unknown\n"
+              "   4  lan4             0:00:00        0.0     unknown    unknown     unknown\n"
+              " all                   0:00:10        3.0         1.5    unknown         3.5\n");
 }
 
-TEST_F(energy, that_is_lost_at_a_restart_is_said_to_be) {
-    EXPECT_THAT(energy_text({}), StartsWith("Energy totals are not kept in flash.\n"));
+TEST_F(energy, that_is_lost_at_a_restart_is_said_to_be_and_so_is_an_empty_record) {
+    const auto text = shown(energy_page(false, {}));
+    EXPECT_THAT(text, StartsWith("Energy totals are not kept in flash.\n"));
+    EXPECT_THAT(text, EndsWith("\n\nNothing is recorded.\n"));
 }
 
 TEST_F(energy, of_long_service_is_in_hours) {
-    energy_picture seen{};
-    seen.summary.port[0].powered_s = 93784;
-    seen.summary.port[1].powered_s = std::numeric_limits<std::uint32_t>::max();
-    EXPECT_THAT(energy_text(seen), HasSubstr("\n   1       26:03:04  "));
-    EXPECT_THAT(energy_text(seen), HasSubstr("\n   2  1193046:28:15  "));
+    poe_client::energy_summary seen{};
+    seen.port[0].powered_s = 93784;
+    seen.port[1].powered_s = std::numeric_limits<std::uint32_t>::max();
+    EXPECT_THAT(shown(energy_page(false, seen)), HasSubstr("\n   1  lan1            26:03:04  "));
+    EXPECT_THAT(shown(energy_page(false, seen)), HasSubstr("\n   2  lan2       1193046:28:15  "));
 }
 
 TEST_F(energy, that_is_no_number_is_unknown) {
-    energy_picture seen{};
-    seen.summary.port[0].energy_wh = std::numeric_limits<float>::quiet_NaN();
-    EXPECT_THAT(energy_text(seen), HasSubstr("   1  0:00:00  unknown    unknown "));
+    poe_client::energy_summary seen{};
+    seen.port[0].energy_wh = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_THAT(shown(energy_page(false, seen)), HasSubstr("  0:00:00    unknown     unknown "));
 }
 
 TEST_F(energy, of_a_port_in_columns_has_every_slot_with_its_time) {
     const auto text = port_energy_columns(port);
-    EXPECT_THAT(text, StartsWith("Port 2: powered for 1:00:00, 12.5 Wh\n"
+    EXPECT_THAT(text, StartsWith("Port 2 (lan2): powered for 1:00:00, 12.5 Wh\n"
                                  "\n"
                                  "Last hour, each minute:\n"
                                  "ENDED             AVERAGE W\n"
                                  "2023-11-14 22:13        1.5\n"
-                                 "unknown           unknown\n"));
+                                 "unknown             unknown\n"));
     EXPECT_THAT(text, HasSubstr("\nLast day, each half hour:\n"
                                 "ENDED             AVERAGE W\n"
                                 "2023-11-14 22:13        2.5\n"
-                                "unknown           unknown\n"));
+                                "unknown             unknown\n"));
     EXPECT_THAT(text, HasSubstr("\nLast week, each two hours:\n"));
     EXPECT_THAT(text, EndsWith("  3.5\n"));
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1 + 3 * 3 + 60 + 48 + 84);
@@ -97,7 +112,7 @@ TEST_F(energy, of_a_port_as_plots_says_what_a_bar_is_and_how_far_it_goes) {
     for (std::size_t i = 0; i < 30; i++)
         port.minutes[i] = {true, 0, static_cast<float>(i % 2)};
     const auto text = port_energy_plots(port);
-    EXPECT_THAT(text, StartsWith("Port 2: powered for 1:00:00, 12.5 Wh\n"
+    EXPECT_THAT(text, StartsWith("Port 2 (lan2): powered for 1:00:00, 12.5 Wh\n"
                                  "\n"
                                  "Last hour in W, one bar per minute, 2023-11-14 22:13 to 2023-11-14 22:42:\n"
                                  "1.0 | # # # # # # # # # # # # # # #\n"));
@@ -131,20 +146,10 @@ TEST_F(energy, plots_fit_into_80_columns) {
 
 TEST_F(energy, of_an_empty_ring_is_unknown_and_not_a_plot) {
     EXPECT_EQ(port_energy_plots({}),
-              "Port 1: powered for 0:00:00, 0.0 Wh\n"
+              "Port 1 (lan1): powered for 0:00:00, 0.0 Wh\n"
               "\nLast hour in W: unknown\n"
               "\nLast day in W: unknown\n"
               "\nLast week in W: unknown\n");
-}
-
-TEST_F(energy, of_a_port_is_plotted_on_a_terminal_only) {
-    command asked;
-    asked.verb = verb::energy_port;
-    picture seen;
-    seen.port_energy = port;
-    EXPECT_EQ(as_text(asked, seen, output::terminal), port_energy_plots(port));
-    EXPECT_EQ(as_text(asked, seen, output::columns), port_energy_columns(port));
-    EXPECT_EQ(as_text(asked, seen), port_energy_columns(port));
 }
 
 }  // namespace

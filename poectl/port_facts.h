@@ -1,0 +1,28 @@
+// The system and its ports as facts, the same whichever verb tells them. Pure.
+#pragma once
+
+#include <set>
+#include <string_view>
+
+#include "poectl/picture.h"
+#include "poectl/readings.h"
+
+namespace poectl {
+
+// A number with its name.
+facts coded(std::int64_t code, std::string_view name);
+
+facts port_facts(const port_reading& port);
+facts system_facts(const system_reading& system);
+
+// What begins every item of a list of ports.
+facts port_name_facts(std::size_t port);
+
+// What the statuses mean, what usually causes them and what to do, each once, for programs and for people.
+void explain(picture& seen, const std::set<std::uint32_t>& statuses);
+
+// A change that the daemon has accepted, for programs and for people. `ports` is a bitmap; 0 when it is no matter of
+// ports.
+void tell_accepted(picture& seen, poe_client::port_bitmap ports, const std::string& sentence);
+
+}  // namespace poectl

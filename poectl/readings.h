@@ -1,0 +1,65 @@
+// What the daemon says about the system and its ports, gathered from several of its messages. One thread at a time.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+#include "poe_client/connection.h"
+#include "poe_client/result.h"
+#include "poe_client/status_codes.h"
+#include "poe_client/types.h"
+
+namespace poectl {
+
+struct port_reading {
+    poe_client::port_status status;
+    poe_client::port_settings settings;
+    bool cycle_pending;
+    std::uint32_t on_again_s;  // while a power-cycle is pending
+};
+
+struct system_reading {
+    poe_client::system_status status;
+    poe_client::system_settings settings;
+};
+
+struct whole_reading {
+    system_reading system;
+    std::array<port_reading, poe_client::port_count> ports;
+};
+
+// Each stops at the first failure, and leaves `into` alone then. The status is of one moment, the rest of the next.
+poe_client::failure read_whole(poe_client::connection& daemon, whole_reading& into);
+poe_client::failure read_port(poe_client::connection& daemon, std::uint8_t port, port_reading& into);
+poe_client::failure read_system(poe_client::connection& daemon, system_reading& into);
+
+inline bool succeeded(const poe_client::failure& error) {
+    return error.kind == poe_client::failure_kind::none;
+}
+
+// Puts an answer where it belongs, or hands the failure on.
+template <typename answer>
+poe_client::failure take(poe_client::result<answer> outcome, answer& into) {
+    if (outcome.ok()) into = outcome.value;
+    return outcome.error;
+}
+
+// The class of the powered device: known while power is delivered and the controller reports one.
+constexpr std::optional<std::uint8_t> known_class(std::uint32_t status, std::uint8_t detected_class) {
+    if (status != poe_client::status_delivering || detected_class == poe_client::not_reported) return std::nullopt;
+    return detected_class;
+}
+
+// Voltage, current, power and temperature mean nothing before the port's first reading.
+constexpr bool is_measured(const poe_client::port_status& port) {
+    return port.status != poe_client::status_not_read_yet;
+}
+
+// The daemon says 0 when it could not read the controller's temperature.
+constexpr std::optional<std::int32_t> known_temperature_mc(const poe_client::system_status& system) {
+    if (system.temperature_mc == 0) return std::nullopt;
+    return system.temperature_mc;
+}
+
+}  // namespace poectl

@@ -1,0 +1,69 @@
+"""The guide for operators says what the command says."""
+import json
+import re
+import subprocess
+import tempfile
+
+import pytest
+
+from stand_in_daemon import StandIn, reply_to
+from world import PATIENCE_S, PREFIX, PROJECT, words_that_start
+
+GUIDE = (PROJECT / "docs/operators.md").read_text()
+CODES_A_LOOK = 4
+CODES = range(16)
+
+
+def rows(first_heading):
+    """The cells of a table's rows, by its first heading."""
+    table = re.search(rf"^\| {first_heading} \|.*\n\|[-|]+\n((?:\|.*\n)+)", GUIDE, re.MULTILINE).group(1)
+    return [[cell.strip() for cell in line.strip("|").split("|")] for line in table.splitlines()]
+
+
+def poectl(*words):
+    return subprocess.run([*words_that_start(PREFIX / "bin/poectl"), *words], stdin=subprocess.DEVNULL, text=True,
+                          capture_output=True, timeout=PATIENCE_S, check=False)
+
+
+def explained(codes):
+    """What the command says of four codes."""
+    with tempfile.TemporaryDirectory(dir="/var/tmp") as folder:
+        place = f"{folder}/daemon"
+        with StandIn(place, lambda request: reply_to(request, codes)):
+            run = poectl("status", "--why", "--json", "--socket", place, "--timeout", "20000")
+    return json.loads(run.stdout)["explanations"]
+
+
+def test_every_status_is_in_the_guide_as_the_command_explains_it():
+    told = {}
+    for first in range(0, len(CODES), CODES_A_LOOK):
+        told |= {str(one["code"]): one for one in explained(range(first, first + CODES_A_LOOK))}
+    other = explained([1000] * CODES_A_LOOK)[0]
+    expected = [[code, one["name"], one["meaning"], one["cause"], one["remedy"]] for code, one in told.items()]
+    expected.append(["other", other["name"], other["meaning"], other["cause"], other["remedy"]])
+    assert rows("Code") == expected
+
+
+def test_every_exit_status_is_in_the_guide():
+    told = re.search(r"Exit status: (.*?)\.\n", poectl("--help").stdout, re.DOTALL).group(1)
+    told = re.findall(r"(\d) (.*?)(?:, (?=\d)|$)", " ".join(told.split()))
+    for (number, meaning), (code, text, _) in zip(told, rows("Status"), strict=True):
+        assert number == code and text.startswith(meaning)
+
+
+@pytest.mark.parametrize("line", sorted(set(re.findall(r"`?(poectl (?:port|cycle|system|check|schedule|counters|doctor|status)[^`\n#|]*)", GUIDE))))
+def test_every_line_of_the_guide_is_good_usage(line):
+    line = line.replace(" N", " 2").replace('"', "").strip()
+    run = poectl(*line.split()[1:], "--socket", "/nonexistent/daemon")
+    assert run.returncode in (0, 1, 3) and "--help" not in run.stderr, run.stderr
+    if "check" in line:
+        assert "/nonexistent/daemon" in run.stdout
+
+
+def test_every_column_of_the_status_is_in_the_guide():
+    with tempfile.TemporaryDirectory(dir="/var/tmp") as folder:
+        with StandIn(f"{folder}/daemon", reply_to):
+            heading = poectl("status", "--socket", f"{folder}/daemon").stdout.splitlines()[3]
+    columns = re.split(r"  +", heading.strip())
+    named = [name for row in rows("Column") for name in row[0].split(", ")]
+    assert [column for column in columns if column not in ("PORT", "INTERFACE")] == named
