@@ -32,6 +32,8 @@ enum class verb : std::uint8_t {
     counters,
     check,
     doctor,
+    watch,
+    top,
     completion,
     suggest,
 };
@@ -58,12 +60,24 @@ struct command {
     std::string socket_path;  // empty: environment, then the daemon's usual path
     std::chrono::milliseconds timeout = poe_client::default_timeout;
 
+    // changes
+    bool dry_run = false;
+    bool wait_for_effect = true;
+    std::optional<std::chrono::milliseconds> effect_timeout;  // none: as long as the change usually takes
+
+    // watch, top
+    std::uint64_t watch_count = 0;  // 0: no end
+    std::optional<std::chrono::milliseconds> watch_for;
+    std::chrono::milliseconds interval{1000};
+    std::uint32_t power_step_mw = 1000;
+
     bool why = false;                                  // status, port_show
     std::uint8_t port = 0;                             // port_show, port_set, energy_port
     poe_client::port_settings_change port_change;      // port_set
     poe_client::system_settings_change system_change;  // system_set
     std::uint16_t bank_limit_w = 0;                    // bank_set
     poe_client::port_bitmap ports = 0;                 // cycle, schedule_set, energy_reset
+    bool only_powered = false;                         // cycle
     bool schedule_on = false;                          // schedule_set
     bool keep_in_flash = false;                        // energy_keep
     std::uint32_t history_minutes = 0;                 // energy_inject

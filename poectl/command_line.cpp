@@ -92,7 +92,7 @@ command_line::command_line(command& into) : app(description, "poectl"), asked(in
     add_choice(app, "--color", asked.colour, parse_colour, "colours; auto: on a terminal, unless NO_COLOR is set",
                {"auto", "always", "never"});
     app.add_option("--socket", asked.socket_path, "the daemon's socket")->type_name("PATH");
-    add_value(app, "--timeout", timeout_ms, parse_timeout_ms,
+    add_value(app, "--answer-timeout", timeout_ms, parse_timeout_ms,
               "how long to wait for each answer; a query is asked twice", "MS");
     add_status(*this);
     add_port(*this);
@@ -104,6 +104,8 @@ command_line::command_line(command& into) : app(description, "poectl"), asked(in
     add_counters(*this);
     add_check(*this);
     add_doctor(*this);
+    add_watch(*this);
+    add_top(*this);
     add_completion(*this);
     // Last, so that it stands at the top only.
     app.set_help_all_flag("--help-all", "the help of every command, and exit");
@@ -126,6 +128,20 @@ CLI::Option* command_line::add_port_choice(CLI::App& owner, std::uint8_t& into, 
 CLI::Option* command_line::add_ports_choice(CLI::App& owner, poe_client::port_bitmap& into, const std::string& name) {
     auto* option = add_value(owner, name, into, parse_ports, "ports, such as 2 or 1,3 or 1-3 or all",
                              name.starts_with("-") ? "PORTS" : "");
+    values[option] = port_choices();
+    values[option].emplace_back("all");
+    return option;
+}
+
+CLI::Option* command_line::add_port_list(CLI::App& owner, poe_client::port_bitmap& into) {
+    auto* option = owner.add_option_function<choices>(
+        "PORTS",
+        [&into](const choices& lists) {
+            for (const auto& list : lists)
+                into = static_cast<poe_client::port_bitmap>(into | parse_ports(list).value);
+        },
+        "ports, such as 2 or 1 3 or 1,3 or 1-3 or all");
+    option->check([](const std::string& text) { return parse_ports(text).problem; }, "")->type_name("")->expected(-1);
     values[option] = port_choices();
     values[option].emplace_back("all");
     return option;

@@ -60,10 +60,14 @@ struct command_line {
 
     // A port or several: panel numbers or interfaces.
     CLI::Option* add_port_choice(CLI::App& owner, std::uint8_t& into, const std::string& name = "PORT");
+    CLI::Option* add_port_list(CLI::App& owner, poe_client::port_bitmap& into);  // several of these
     CLI::Option* add_ports_choice(CLI::App& owner, poe_client::port_bitmap& into, const std::string& name = "PORTS");
 };
 
 const choices& on_or_off();
+
+// Options that watch and top share.
+void add_watch_options(command_line& line, CLI::App& app);
 
 // The help of a command and of every command below it.
 std::string help_of_all(const CLI::App& app);

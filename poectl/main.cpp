@@ -13,6 +13,7 @@
 #include "poectl/run.h"
 #include "poectl/terminal.h"
 #include "poectl/verbs/check.h"
+#include "poectl/verbs/verbs.h"
 
 namespace {
 
@@ -31,7 +32,9 @@ int print(const std::string& text, int status, int status_of_failure = poectl::e
 }
 
 int carry_out(const poectl::command& asked) {
-    const auto ended = poectl::run(asked, poectl::look_of_standard_output(asked));
+    const auto how = poectl::look_of_standard_output(asked);
+    if (const auto perform = poectl::entry_of(asked.verb).perform) return perform(asked, how);
+    const auto ended = poectl::run(asked, how);
     const int status = print(ended.out, ended.status, poectl::internal_failure_of(asked.verb));
     return ended.err.empty() ? status : complain(ended.err, status);
 }

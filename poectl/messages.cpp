@@ -42,7 +42,7 @@ problem problem_of(const poe_client::failure& failure, const std::string& socket
             return {.exit_status = exit_no_answer,
                     .what = "no answer",
                     .why = "poe_drv did not answer within " + std::to_string(timeout.count()) + " ms",
-                    .advice = "a longer --timeout; if that does not help, poe_drv hangs: restart it"};
+                    .advice = "a longer --answer-timeout; if that does not help, poe_drv hangs: restart it"};
         case failure_kind::malformed:
             return {.exit_status = exit_no_answer,
                     .what = "no answer",

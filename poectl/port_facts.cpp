@@ -118,13 +118,4 @@ void explain(picture& seen, const std::set<std::uint32_t>& statuses) {
     }
 }
 
-void tell_accepted(picture& seen, poe_client::port_bitmap ports, const std::string& sentence) {
-    facts numbers = facts::array();
-    for (std::size_t port = 0; port < poe_client::port_count; port++) {
-        if ((ports & poe_client::bit_of_port(port)) != 0) numbers.push_back(panel_number(port));
-    }
-    seen.add("change", {{"accepted", true}, {"ports", numbers}, {"message", sentence}});
-    seen.page.push_back(paragraph(sentence));
-}
-
 }  // namespace poectl

@@ -21,8 +21,4 @@ facts port_name_facts(std::size_t port);
 // What the statuses mean, what usually causes them and what to do, each once, for programs and for people.
 void explain(picture& seen, const std::set<std::uint32_t>& statuses);
 
-// A change that the daemon has accepted, for programs and for people. `ports` is a bitmap; 0 when it is no matter of
-// ports.
-void tell_accepted(picture& seen, poe_client::port_bitmap ports, const std::string& sentence);
-
 }  // namespace poectl

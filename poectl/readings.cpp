@@ -31,6 +31,7 @@ failure read_whole(connection& daemon, whole_reading& into) {
     if (succeeded(error)) error = take(get_power_cycles(daemon), cycles);
     if (succeeded(error)) error = take(get_system_settings(daemon), system);
     if (!succeeded(error)) return error;
+    into.cycles = cycles;
     into.system = {.status = status.system, .settings = system};
     for (std::size_t port = 0; port < poe_client::port_count; port++)
         into.ports[port] = combined(status.port[port], settings[port], cycles);

@@ -27,6 +27,7 @@ struct system_reading {
 struct whole_reading {
     system_reading system;
     std::array<port_reading, poe_client::port_count> ports;
+    poe_client::power_cycles cycles{};  // their ticks begin when the daemon starts
 };
 
 // Each stops at the first failure, and leaves `into` alone then. The status is of one moment, the rest of the next.

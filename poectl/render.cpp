@@ -18,14 +18,16 @@ facts error_facts(const std::optional<problem>& error) {
 constexpr std::array<std::string_view, 4> names_of_items{"port", "pair_set", "check", "code"};
 
 std::string name_of_item(const facts& item, std::size_t place) {
-    if (item.is_object()) {
-        for (const auto key : names_of_items) {
-            const auto found = item.find(key);
-            if (found == item.end()) continue;
-            return found->is_string() ? found->get<std::string>() : compact(*found);
-        }
+    if (!item.is_object()) return std::to_string(place + 1);
+    const auto setting = item.find("setting");
+    const std::string of_what = setting == item.end() ? "" : setting->get<std::string>();
+    for (const auto key : names_of_items) {
+        const auto found = item.find(key);
+        if (found == item.end() || found->is_null()) continue;
+        return (found->is_string() ? found->get<std::string>() : compact(*found)) +
+               (of_what.empty() ? "" : "." + of_what);
     }
-    return std::to_string(place + 1);
+    return of_what.empty() ? std::to_string(place + 1) : of_what;
 }
 
 void flatten_into(std::vector<std::pair<std::string, facts>>& list, const std::string& key, const facts& value) {

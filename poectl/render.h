@@ -40,7 +40,7 @@ std::vector<facts> lines_of(const report& what);
 std::string compact(const facts& value);
 
 // Everything that is neither an object nor a list, with the keys that lead there joined by dots. What a list holds is
-// named by its port, pair set, check or code, and by its place, from 1, when it has none of these.
+// named by its port, pair set, check or code, by its setting, or by both, and by its place, from 1, when it has none.
 std::vector<std::pair<std::string, facts>> flattened(const facts& value);
 
 }  // namespace poectl

@@ -33,8 +33,9 @@ facts all_together(const picture& seen) {
 }  // namespace
 
 std::string as_csv(const report& what) {
-    if (what.error) return {};
     const auto& sections = what.seen.sections;
+    // A change without effect has its rows all the same.
+    if (what.error && what.error->exit_status != exit_no_effect) return {};
     const auto list = std::find_if(sections.begin(), sections.end(), [](const auto& one) { return one.shape.is_list; });
     const auto rows = list == sections.end() ? std::vector{all_together(what.seen)} : list->items;
     std::string text;

@@ -145,6 +145,42 @@ parsed<std::uint32_t> parse_timeout_ms(std::string_view text) {
     return number_within<std::uint32_t>(text, 1, longest_timeout_ms, "a number of milliseconds");
 }
 
+parsed<std::chrono::milliseconds> parse_seconds(std::string_view text) {
+    constexpr std::uint32_t longest_s = 86'400, ms_a_s = 1000;
+    constexpr std::size_t most_decimals = 3;
+    const std::size_t point = std::min(text.find('.'), text.size());
+    const auto whole = whole_number(text.substr(0, point));
+    std::string decimals(text.substr(std::min(point + 1, text.size())));
+    const bool has_too_few_or_many = (point < text.size()) == decimals.empty() || decimals.size() > most_decimals;
+    decimals.resize(most_decimals, '0');
+    const auto rest = whole_number(decimals);
+    const bool too_long = whole && (*whole > longest_s || (*whole == longest_s && rest.value_or(0) > 0));
+    if (!whole || !rest || has_too_few_or_many || too_long || (*whole == 0 && *rest == 0)) {
+        return problem<std::chrono::milliseconds>(
+            text, "a number of seconds such as 10 or 0.5, up to " + std::to_string(longest_s));
+    }
+    return {.value = std::chrono::milliseconds(std::uint64_t{*whole} * ms_a_s + *rest), .problem = {}};
+}
+
+parsed<std::chrono::milliseconds> parse_interval(std::string_view text) {
+    constexpr std::chrono::milliseconds shortest{100};
+    const auto time = parse_seconds(text);
+    if (time.good() && time.value < shortest)
+        return problem<std::chrono::milliseconds>(text, "a number of seconds from 0.1 on");
+    return time;
+}
+
+parsed<std::uint32_t> parse_event_count(std::string_view text) {
+    return number_within<std::uint32_t>(text, 1, UINT32_MAX, "a number");
+}
+
+parsed<std::uint32_t> parse_power_step_mw(std::string_view text) {
+    const auto step = parse_power_threshold(text);
+    if (!step.good() || step.value.is_percent || step.value.amount == 0)
+        return problem<std::uint32_t>(text, "a number of watts such as 1 or 0.5");
+    return {.value = step.value.amount, .problem = {}};
+}
+
 parsed<std::uint32_t> parse_count(std::string_view text) {
     return number_within<std::uint32_t>(text, 0, UINT32_MAX, "a number");
 }

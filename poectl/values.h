@@ -2,6 +2,7 @@
 // Pure.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -30,6 +31,10 @@ parsed<std::uint32_t> parse_limit_dw(std::string_view text);  // watts with at m
 parsed<std::uint16_t> parse_bank_w(std::string_view text);    // whole watts
 parsed<std::uint32_t> parse_minutes(std::string_view text);   // whole minutes
 parsed<std::uint32_t> parse_timeout_ms(std::string_view text);
+parsed<std::chrono::milliseconds> parse_seconds(std::string_view text);  // with at most three decimals
+parsed<std::chrono::milliseconds> parse_interval(std::string_view text);
+parsed<std::uint32_t> parse_event_count(std::string_view text);
+parsed<std::uint32_t> parse_power_step_mw(std::string_view text);  // watts with at most one decimal
 parsed<std::uint32_t> parse_count(std::string_view text);
 parsed<power_threshold> parse_power_threshold(std::string_view text);  // "240", "240.5" or "80%"
 parsed<output_format> parse_format(std::string_view text);

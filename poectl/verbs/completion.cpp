@@ -167,7 +167,11 @@ class walk {
             }
             return;
         }
-        if (positionals_ < positionals.size()) offer_values(*positionals[positionals_], "", begun);
+        if (positionals_ < positionals.size()) {
+            offer_values(*positionals[positionals_], "", begun);
+        } else if (!positionals.empty() && positionals.back()->get_items_expected_max() > 1) {
+            offer_values(*positionals.back(), "", begun);
+        }
         if (one_is_due) return;
         for (const auto* one : here_->get_subcommands([](const CLI::App* app) { return !is_hidden(app); }))
             offer(one->get_name(), one->get_description(), begun);

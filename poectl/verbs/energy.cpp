@@ -1,8 +1,11 @@
 // energy [PORT], energy reset PORTS, energy on|off, energy inject MINUTES: the energy record.
 #include "poe_client/requests.h"
 #include "poectl/command_line.h"
+#include "poectl/page_parts.h"
 #include "poectl/pictures.h"
 #include "poectl/port_facts.h"
+#include "poectl/verbs/change.h"
+#include "poectl/verbs/change_page.h"
 #include "poectl/verbs/energy_page.h"
 #include "poectl/verbs/energy_rings.h"
 #include "poectl/verbs/verbs.h"
@@ -38,6 +41,15 @@ facts slot_facts(const energy_ring& ring, std::size_t i) {
             {"average_mw", or_null(known_mw(slot))}};
 }
 
+failure look_at_energy(connection& daemon, poe_client::port_bitmap ports, change_records& into) {
+    for (std::uint8_t port = 0; port < poe_client::port_count; port++) {
+        if ((ports & poe_client::bit_of_port(port)) == 0) continue;
+        const failure error = take(get_port_energy(daemon, port), into.energy[port]);
+        if (!succeeded(error)) return error;
+    }
+    return {};
+}
+
 }  // namespace
 
 void add_energy(command_line& line) {
@@ -57,6 +69,8 @@ void add_energy(command_line& line) {
     auto* inject = line.add(*energy, "inject", "a test aid: replaces the history of all ports by a made-up one",
                             verb::energy_inject);
     line.add_value(*inject, "MINUTES", asked.history_minutes, parse_minutes, "how far back it goes", "")->required();
+    for (auto* change : {reset, on, off})
+        add_waiting(line, *change, "10 s");
     for (auto* other : {reset, on, off, inject})
         other->excludes(port);
     energy->require_subcommand(0, 1);
@@ -98,25 +112,50 @@ void depict_port_energy(const poe_client::port_energy& port, picture& seen) {
 }
 
 failure reset_energy(const command& asked, connection& daemon, picture& seen) {
-    const failure error = clear_energy(daemon, asked.ports);
-    if (succeeded(error)) tell_accepted(seen, asked.ports, "accepted: energy reset of " + ports_words(asked.ports));
-    return error;
+    const auto ports = asked.ports;
+    return carry_out(
+        asked, daemon,
+        {.words = "energy reset of " + ports_words(ports),
+         .ports = ports,
+         .request = poe_client::encode_clear_energy(ports),
+         .send = [ports](connection& to) { return clear_energy(to, ports); },
+         .look = [ports](connection& at, change_records& into) { return look_at_energy(at, ports, into); },
+         .judge = [ports](const auto& was, const auto& is) { return sight_of_energy_reset(ports, was, is); }},
+        seen);
 }
 
 failure keep_energy(const command& asked, connection& daemon, picture& seen) {
-    const failure error = set_energy_recording(daemon, asked.keep_in_flash);
-    if (succeeded(error)) {
-        tell_accepted(seen, 0, "accepted: keeping energy in flash " + std::string(on_off(asked.keep_in_flash)));
-    }
-    return error;
+    const bool wanted = asked.keep_in_flash;
+    return carry_out(
+        asked, daemon,
+        {.words = "keeping energy in flash " + std::string(on_off(wanted)),
+         .ports = 0,
+         .request = poe_client::encode_set_energy_recording(wanted),
+         .send = [wanted](connection& to) { return set_energy_recording(to, wanted); },
+         .look = [](connection& at, change_records& into) { return take(get_energy_recording(at), into.energy_kept); },
+         .judge = [wanted](const auto& was, const auto& is) { return sight_of_energy_kept(wanted, was, is); }},
+        seen);
 }
 
+// A test aid: nothing waits for it.
 failure inject_energy(const command& asked, connection& daemon, picture& seen) {
     const failure error = inject_energy_history(daemon, asked.history_minutes);
-    if (succeeded(error)) {
-        tell_accepted(seen, 0, "accepted: made-up energy history of " + std::to_string(asked.history_minutes) + " min");
-    }
-    return error;
+    if (!succeeded(error)) return error;
+    const std::string minutes = std::to_string(asked.history_minutes);
+    const sight history{.aims = {{.port = {},
+                                  .setting = "history_minutes",
+                                  .label = "history",
+                                  .was = {nullptr, unknown_cell},
+                                  .wanted = {asked.history_minutes, minutes + " min"},
+                                  .is = {nullptr, unknown_cell}}},
+                        .notes = {}};
+    depict_change({.ended = outcome::accepted,
+                   .words = "made-up energy history of " + minutes + " min",
+                   .ports = 0,
+                   .request = poe_client::encode_inject_energy_history(asked.history_minutes),
+                   .seen = history},
+                  seen);
+    return {};
 }
 
 }  // namespace poectl

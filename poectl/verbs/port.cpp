@@ -4,6 +4,7 @@
 #include "poectl/page_parts.h"
 #include "poectl/pictures.h"
 #include "poectl/port_facts.h"
+#include "poectl/verbs/change.h"
 #include "poectl/verbs/demand.h"
 #include "poectl/verbs/port_change.h"
 #include "poectl/verbs/verbs.h"
@@ -109,6 +110,7 @@ void add_port(command_line& line) {
     line.add_value(*set, "--re-enable", change.re_enable_s, parse_re_enable_s, "off time of a power-cycle, 5 to 60 s",
                    "S");
     demand_a_change(*set, change);
+    add_waiting(line, *set, "10 s");
     port->callback([&asked] {
         if (asked.why && asked.verb == verb::port_set) throw CLI::ValidationError("--why", "is for show");
     });
@@ -135,19 +137,20 @@ void depict_port(const port_reading& port, bool why, picture& seen) {
 }
 
 failure set_port(const command& asked, connection& daemon, picture& seen) {
-    auto change = asked.port_change;
-    if (needs_company(change)) {
-        poe_client::port_settings current{};
-        const failure error = take(get_port_settings(daemon, asked.port), current);
-        if (!succeeded(error)) return error;
-        change = in_company(change, current);
-    }
-    const failure error = poe_client::set_port(daemon, asked.port, change);
-    if (succeeded(error)) {
-        tell_accepted(seen, poe_client::bit_of_port(asked.port),
-                      "accepted: " + port_words(asked.port) + " " + words_of(asked.port_change));
-    }
-    return error;
+    change_records before;
+    const failure error = look_at_ports(daemon, before);
+    if (!succeeded(error)) return error;
+    const std::uint8_t port = asked.port;
+    const auto change = in_company(asked.port_change, before.all.ports[port].settings);
+    const planned_change planned{
+        .words = port_words(port) + " " + words_of(asked.port_change),
+        .ports = poe_client::bit_of_port(port),
+        .request = poe_client::encode_set_port(port, change),
+        .send = [&](connection& to) { return poe_client::set_port(to, port, change); },
+        .look = look_at_ports,
+        .judge = [&](const auto& was,
+                     const auto& is) { return sight_of_port_change(port, asked.port_change, was, is); }};
+    return carry_out(asked, daemon, planned, before, seen);
 }
 
 }  // namespace poectl

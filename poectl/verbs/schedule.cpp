@@ -5,6 +5,8 @@
 #include "poectl/page_parts.h"
 #include "poectl/pictures.h"
 #include "poectl/port_facts.h"
+#include "poectl/verbs/change.h"
+#include "poectl/verbs/demand.h"
 #include "poectl/verbs/verbs.h"
 #include "poectl/words.h"
 
@@ -21,8 +23,10 @@ void add_schedule(command_line& line) {
     auto* ports = line.add_ports_choice(*schedule, asked.ports);
     auto* period = line.add_choice(*schedule, "PERIOD", asked.schedule_on, parse_on_off, "on or off", on_or_off());
     ports->needs(period);
+    add_waiting(line, *schedule, "10 s");
     schedule->callback([&asked, ports] {
         if (ports->count() > 0) asked.verb = verb::schedule_set;
+        demand_a_setting(asked, verb::schedule_show);
     });
 }
 
@@ -52,21 +56,30 @@ void depict_schedule(const all_port_status& ports, picture& seen) {
 // Several ports change together, in one message; those that are not named keep theirs.
 failure set_schedule(const command& asked, connection& daemon, picture& seen) {
     const std::int8_t period{asked.schedule_on};
+    const auto ports = asked.ports;
     std::array<poe_client::schedule_state, poe_client::port_count> states{};
     std::size_t count = 0, last = 0;
     for (std::size_t port = 0; port < poe_client::port_count; port++) {
-        if ((asked.ports & poe_client::bit_of_port(port)) == 0) continue;
+        if ((ports & poe_client::bit_of_port(port)) == 0) continue;
         states[port] = period;
         count++;
         last = port;
     }
-    const failure error = count == 1 ? poe_client::set_schedule(daemon, static_cast<std::uint8_t>(last), period)
-                                     : set_all_schedules(daemon, states);
-    if (succeeded(error)) {
-        tell_accepted(seen, asked.ports,
-                      "accepted: " + ports_words(asked.ports) + " schedule period " + std::string(on_off(period)));
-    }
-    return error;
+    const auto one = static_cast<std::uint8_t>(last);
+    return carry_out(
+        asked, daemon,
+        {.words = ports_words(ports) + " schedule period " + std::string(on_off(period)),
+         .ports = ports,
+         .request =
+             count == 1 ? poe_client::encode_set_schedule(one, period) : poe_client::encode_set_all_schedules(states),
+         .send =
+             [&](connection& to) {
+                 return count == 1 ? poe_client::set_schedule(to, one, period) : set_all_schedules(to, states);
+             },
+         .look = look_at_ports,
+         .judge = [&](const auto& was,
+                      const auto& is) { return sight_of_schedule_change(ports, asked.schedule_on, was, is); }},
+        seen);
 }
 
 }  // namespace poectl

@@ -4,6 +4,7 @@
 #include "poectl/page_parts.h"
 #include "poectl/pictures.h"
 #include "poectl/port_facts.h"
+#include "poectl/verbs/change.h"
 #include "poectl/verbs/demand.h"
 #include "poectl/verbs/verbs.h"
 #include "poectl/words.h"
@@ -52,6 +53,7 @@ void add_system(command_line& line) {
     line.add_choice(*set, "--parameter-5", change.parameter_5, parse_zero_or_one, "kept for other programs",
                     zero_or_one);
     demand_a_change(*set, change);
+    add_waiting(line, *set, "10 s");
     system->require_subcommand(0, 1);
 }
 
@@ -82,9 +84,16 @@ void depict_system(const system_reading& system, picture& seen) {
 }
 
 failure set_system(const command& asked, connection& daemon, picture& seen) {
-    const failure error = poe_client::set_system(daemon, asked.system_change);
-    if (succeeded(error)) tell_accepted(seen, 0, "accepted: system " + words_of(asked.system_change));
-    return error;
+    const auto& change = asked.system_change;
+    return carry_out(
+        asked, daemon,
+        {.words = "system " + words_of(change),
+         .ports = 0,
+         .request = poe_client::encode_set_system(change),
+         .send = [&](connection& to) { return poe_client::set_system(to, change); },
+         .look = look_at_ports,
+         .judge = [&](const auto& was, const auto& is) { return sight_of_system_change(change, was, is); }},
+        seen);
 }
 
 }  // namespace poectl

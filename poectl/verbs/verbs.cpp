@@ -14,7 +14,7 @@ constexpr std::array ports{section_shape{"ports", "port", true}};
 constexpr std::array ports_explained{section_shape{"ports", "port", true}, explanations};
 constexpr std::array system_alone{section_shape{"system", "system", false}};
 constexpr std::array bank{section_shape{"bank", "bank", false}};
-constexpr std::array change{section_shape{"change", "change", false}};
+constexpr std::array change{section_shape{"change", "change", false}, section_shape{"changes", "setting", true}};
 constexpr std::array energy_and_ports{section_shape{"energy", "energy", false}, section_shape{"ports", "port", true}};
 constexpr std::array port_and_slots{section_shape{"port", "port", false}, section_shape{"slots", "slot", true}};
 constexpr std::array counters{section_shape{"counters", "counters", false}, section_shape{"queue", "queue", false}};
@@ -44,6 +44,8 @@ constexpr std::array entries{
     verb_entry{verb::counters, "counters", counters, show_counters},
     verb_entry{verb::check, "check", state_and_findings, check},
     verb_entry{verb::doctor, "doctor", verdict_and_checks, doctor},
+    verb_entry{verb::watch, "watch", nothing, nullptr, watch},
+    verb_entry{verb::top, "top", nothing, nullptr, top},
     verb_entry{verb::completion, "completion", nothing, print_completion},
     verb_entry{verb::suggest, "completion suggest", nothing, print_suggestions},
 };

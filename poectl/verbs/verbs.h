@@ -22,11 +22,15 @@ struct command_line;
 // shown, and so this process has left nothing behind however the output ends.
 using gathering = poe_client::failure (*)(const command& asked, poe_client::connection& daemon, picture& seen);
 
+// Shows by itself, as it goes on, and gives the exit status.
+using performing = int (*)(const command& asked, const look& how);
+
 struct verb_entry {
     verb which;
     std::string_view name;  // as on the command line and in the facts
     std::span<const section_shape> shape;
     gathering gather;
+    performing perform = nullptr;  // in place of `gather`
 };
 
 const verb_entry& entry_of(verb which);
@@ -43,6 +47,8 @@ void add_energy(command_line& line);
 void add_counters(command_line& line);
 void add_check(command_line& line);
 void add_doctor(command_line& line);
+void add_watch(command_line& line);
+void add_top(command_line& line);
 void add_completion(command_line& line);
 
 poe_client::failure show_status(const command& asked, poe_client::connection& daemon, picture& seen);
@@ -63,6 +69,8 @@ poe_client::failure inject_energy(const command& asked, poe_client::connection& 
 poe_client::failure show_counters(const command& asked, poe_client::connection& daemon, picture& seen);
 poe_client::failure check(const command& asked, poe_client::connection& daemon, picture& seen);
 poe_client::failure doctor(const command& asked, poe_client::connection& daemon, picture& seen);
+int watch(const command& asked, const look& how);
+int top(const command& asked, const look& how);
 poe_client::failure print_completion(const command& asked, poe_client::connection& daemon, picture& seen);
 poe_client::failure print_suggestions(const command& asked, poe_client::connection& daemon, picture& seen);
 

@@ -30,7 +30,7 @@ def explained(codes):
     with tempfile.TemporaryDirectory(dir="/var/tmp") as folder:
         place = f"{folder}/daemon"
         with StandIn(place, lambda request: reply_to(request, codes)):
-            run = poectl("status", "--why", "--json", "--socket", place, "--timeout", "20000")
+            run = poectl("status", "--why", "--json", "--socket", place, "--answer-timeout", "20000")
     return json.loads(run.stdout)["explanations"]
 
 

@@ -21,10 +21,10 @@ def world(make_world):
 
 
 def done(world, *words):
-    """A change that is accepted: what poectl said about it."""
+    """A change that has taken effect: the first line of what poectl said about it."""
     run = world.poectl(*words)
-    assert (run.returncode, run.stderr) == (0, "")
-    return run.stdout
+    assert (run.returncode, run.stderr) == (0, ""), run.stderr
+    return run.stdout.splitlines()[0]
 
 
 def port(world, number):
@@ -55,7 +55,8 @@ def powered(world, number, watts):
 
 
 def test_status_of_a_fresh_switch(world):
-    seen = world.poectl_json("status")
+    seen = settle(world, "the first sweep", "status",
+                  lambda seen: all(one["status"]["code"] == 0 for one in seen["ports"]) and seen)
     assert list(seen) == ["schema_version", "command", "error", "system", "ports", "explanations"]
     assert (seen["schema_version"], seen["command"], seen["error"]) == (1, "status", None)
     assert seen["system"]["total_mw"] == 300000 and seen["system"]["consumed_mw"] == 0
@@ -109,7 +110,7 @@ def test_counters_grow_with_the_talk_to_the_controller(world):
 
 def test_every_setting_of_a_port_reaches_the_daemon(world):
     assert done(world, "port", "2", "set", *OPTIONS_OF_EVERY_SETTING) == (
-        "accepted: port 2 (lan2) enable on, limit 30.0 W, priority high, mode 3, schedule on, re-enable 20 s\n")
+        "done: port 2 (lan2) enable on, limit 30.0 W, priority high, mode 3, schedule on, re-enable 20 s")
     world.wait_for("the change", lambda: port(world, 2)["settings"] == {
         "enabled": True, "limit_mw": 30000, "priority": {"code": 2, "name": "high"}, "mode": 3,
         "schedule_enabled": True, "re_enable_s": 20})
@@ -127,7 +128,7 @@ def test_one_setting_of_a_port_leaves_the_others(world, words, key, value):
 
 def test_system_settings_reach_the_daemon(world):
     assert done(world, "system", "set", "--threshold", "80", "--enable", "off") == (
-        "accepted: system enable off, threshold 80 %\n")
+        "done: system enable off, threshold 80 %")
     settle(world, "the change", "system",
            lambda seen: (seen["system"]["settings"]["enabled"], seen["system"]["settings"]["threshold_percent"])
            == (False, 80))
@@ -135,7 +136,7 @@ def test_system_settings_reach_the_daemon(world):
 
 def test_the_bank_limit_reaches_the_daemon_and_the_second_value_stays(world):
     second = world.poectl_json("bank")["bank"]["second"]
-    assert done(world, "bank", "set", "240") == "accepted: bank limit 240 W\n"
+    assert done(world, "bank", "set", "240") == "done: bank limit 240 W"
     settle(world, "the change", "bank", lambda seen: seen["bank"] == {"limit_w": 240, "second": second})
 
 
@@ -143,7 +144,7 @@ def test_a_power_cycle_is_shown_while_it_is_pending(make_world):
     world = make_world(speed=10)
     done(world, "port", "1", "set", "--enable", "on", "--re-enable", "60")
     world.wait_for("the setting", lambda: port(world, 1)["settings"]["re_enable_s"] == 60)
-    assert done(world, "cycle", "1") == "accepted: power-cycle of port 1 (lan1)\n"
+    assert done(world, "cycle", "1", "--no-wait") == "accepted: power-cycle of port 1 (lan1)"
     pending = world.wait_for("the power-cycle", lambda: is_cycled(world, 1))
     assert 0 <= pending["power_cycle"]["on_again_s"] <= 60 and not pending["settings"]["enabled"]
 
@@ -153,7 +154,7 @@ def test_a_power_cycle_switches_a_port_off_and_on_again(make_world):
     powered(world, 1, "5")
     done(world, "port", "1", "set", "--re-enable", "40")  # many sweeps, however busy the machine is
     world.wait_for("the setting", lambda: port(world, 1)["settings"]["re_enable_s"] == 40)
-    assert done(world, "cycle", "1") == "accepted: power-cycle of port 1 (lan1)\n"
+    assert done(world, "cycle", "1") == "done: power-cycle of port 1 (lan1)"
     on, off = "[Port0] Turn on PoE LED", "[Port0] Turn off PoE LED"
     world.wait_for("off and on again", lambda: [line for line in world.stdout_lines() if line in (on, off)] == [on, off, on])
     world.wait_for("its end", lambda: not is_cycled(world, 1) and port(world, 1)["status"]["code"] == 1)
@@ -162,15 +163,16 @@ def test_a_power_cycle_switches_a_port_off_and_on_again(make_world):
 def test_a_schedule_period_begins_and_ends(world):
     done(world, "port", "3", "set", "--schedule", "on")
     for period in ("on", "off"):
-        assert done(world, "schedule", "3", period) == f"accepted: port 3 (lan3) schedule period {period}\n"
+        assert done(world, "schedule", "3", period) == f"done: port 3 (lan3) schedule period {period}"
         world.wait_for("the period", lambda: port(world, 3)["schedule_on"] == (period == "on"))
 
 
-def test_an_accepted_change_as_json(world):
-    assert world.poectl_json("bank", "set", "100") == {
-        "schema_version": 1, "command": "bank set", "error": None,
-        "change": {"accepted": True, "ports": [], "message": "accepted: bank limit 100 W"}}
-    assert world.poectl_json("cycle", "2-3")["change"]["ports"] == [2, 3]
+def test_a_change_as_json(world):
+    told = world.poectl_json("bank", "set", "100")
+    assert list(told) == ["schema_version", "command", "error", "change", "changes"]
+    assert told["change"]["message"] == "done: bank limit 100 W" and told["change"]["ports"] == []
+    assert told["changes"][0]["wanted"] == told["changes"][0]["is"] == 100
+    assert world.poectl_json("cycle", "2-3", "--no-wait")["change"]["ports"] == [2, 3]
 
 
 def test_periods_of_several_ports_begin_together(world):
@@ -208,7 +210,7 @@ def test_a_socket_that_a_daemon_left_behind_is_3(world):
 
 def test_no_answer_is_4(world):
     with world.stopped_daemon():
-        run = world.poectl("status", "--timeout", "20")
+        run = world.poectl("status", "--answer-timeout", "20")
     assert (run.returncode, run.stdout) == (4, "")
     assert run.stderr.startswith("poectl: no answer: poe_drv did not answer within 20 ms.")
 
@@ -220,9 +222,9 @@ def test_refused_is_5(world):
     refuser = world.client(DAEMON_SOCKET)
     refuser._socket.settimeout(PATIENCE_S)
     with concurrent.futures.ThreadPoolExecutor() as aside:
-        run = aside.submit(world.poectl, "cycle", "2", "--timeout", "60000")
+        run = aside.submit(world.poectl, "energy", "inject", "5", "--answer-timeout", "60000")
         _, client = refuser._socket.recvfrom(100)
-        refuser._socket.sendto(acknowledgement(143, REJECTED), str(world.tmp / pathlib.Path(client).relative_to("/tmp")))
+        refuser._socket.sendto(acknowledgement(148, REJECTED), str(world.tmp / pathlib.Path(client).relative_to("/tmp")))
         done_with = run.result()
     assert (done_with.returncode, done_with.stdout) == (5, "")
     assert done_with.stderr.startswith("poectl: refused: ")
@@ -233,5 +235,5 @@ def test_nothing_is_left_behind(world):
     for words in ("status", "port 1 set --limit 20", "cycle 1", "energy", "port 9"):
         world.poectl(*words.split())
     with world.stopped_daemon():
-        world.poectl("counters", "--timeout", "5")
+        world.poectl("counters", "--answer-timeout", "5")
     assert sorted(os.listdir(world.tmp)) == before

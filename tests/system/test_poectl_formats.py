@@ -18,10 +18,10 @@ VALIDATOR = jsonschema.Draft202012Validator(json.loads(SCHEMA.read_text()))
 
 # A line for every command that shows something.
 LINES = {
-    "status": "status --why", "port show": "port 3 --why", "port set": "port 3 set --mode 1",
-    "system show": "system", "system set": "system set --threshold 80", "bank show": "bank", "bank set": "bank set 200",
-    "cycle": "cycle 1,3", "schedule show": "schedule", "schedule set": "schedule 1-2 on", "energy show": "energy",
-    "energy port": "energy 2", "energy reset": "energy reset all", "energy keep": "energy on",
+    "status": "status --why", "port show": "port 3 --why", "port set": "port 3 set --mode 1 --no-wait",
+    "system show": "system", "system set": "system set --threshold 80 --no-wait", "bank show": "bank", "bank set": "bank set 200 --no-wait",
+    "cycle": "cycle 1 3 --no-wait", "schedule show": "schedule", "schedule set": "schedule 1-2 on --no-wait", "energy show": "energy",
+    "energy port": "energy 2", "energy reset": "energy reset all --no-wait", "energy keep": "energy on --no-wait",
     "energy inject": "energy inject 90", "counters": "counters",
     "check": "check -w 50% -c 250 --delivering 1 --errors-warning 5", "doctor": "doctor"}
 OF_THE_DAEMON = [command for command in LINES if command not in ("check", "doctor")]
@@ -37,7 +37,7 @@ def place():
 
 
 def poectl(place, line, *more, timeout_ms=20000):
-    words = [*line.split(), *more, "--socket", place, "--timeout", str(timeout_ms)]
+    words = [*line.split(), *more, "--socket", place, "--answer-timeout", str(timeout_ms)]
     return subprocess.run([*words_that_start(PREFIX / "bin/poectl"), *words], stdin=subprocess.DEVNULL, text=True,
                           capture_output=True, timeout=PATIENCE_S, check=False)
 
@@ -207,6 +207,36 @@ def test_kv_names_ports_as_on_the_panel(place):
         pairs = dict(line.split("=", 1) for line in poectl(place, "status", "--format", "kv").stdout.splitlines())
     assert pairs["ports.3.status.name"] == "overload" and pairs["ports.3.interface"] == "lan3"
     assert pairs["ports.2.pair_sets.B.status.code"] == "0" and pairs["ports.2.class"] == ""
+
+
+# --- a change that is accepted and shows no effect --------------------------------------------------------------------
+
+
+CHANGES = [command for command in LINES if "--no-wait" in LINES[command]]
+
+
+@pytest.mark.parametrize("form", FORMATS)
+@pytest.mark.parametrize("command", [one for one in CHANGES if one != "energy reset"])
+def test_a_change_without_effect_is_told_in_every_format(place, command, form):
+    line = LINES[command].replace("--no-wait", "--timeout 0.01").replace("1-2 on", "1-2 off")
+    with StandIn(place, reply_to):
+        run = poectl(place, line, "--format", form)
+    assert run.returncode == 7 and run.stderr.startswith("poectl: accepted, but no effect seen in "), run.stderr
+    assert run.stdout
+    if form in ("json", "jsonl"):
+        validated(run, command)
+    if form == "json":
+        told = json.loads(run.stdout)
+        assert told["error"]["name"] == "no_effect" and told["change"]["effect_seen"] is False
+        assert not all(one["seen"] for one in told["changes"])
+
+
+@pytest.mark.parametrize("command", CHANGES)
+def test_a_dry_run_keeps_to_the_schema(place, command):
+    with StandIn(place, reply_to):
+        run = poectl(place, LINES[command].replace("--no-wait", "--dry-run"), "--format", "json")
+    told = validated(run, command)[0]
+    assert run.returncode == 0 and told["change"]["dry_run"] and not told["change"]["accepted"]
 
 
 # --- the real daemon --------------------------------------------------------------------------------------------------

@@ -93,8 +93,9 @@ TEST(arguments, those_of_energy_are_gathered) {
 }
 
 TEST(arguments, common_options_stand_anywhere) {
-    for (const char* line : {"--json --socket /s --timeout 250 port 1 show", "port 1 --json --socket /s --timeout 250",
-                             "port 1 show --json --socket /s --timeout 250"}) {
+    for (const char* line :
+         {"--json --socket /s --answer-timeout 250 port 1 show", "port 1 --json --socket /s --answer-timeout 250",
+          "port 1 show --json --socket /s --answer-timeout 250"}) {
         const auto asked = good(line);
         EXPECT_EQ(asked.format, output_format::json) << line;
         EXPECT_EQ(asked.socket_path, "/s") << line;
@@ -172,8 +173,8 @@ TEST(arguments, bad_usage_is_status_2_with_a_reason_and_no_command) {
                              "energy inject 1.5",
                              "energy inject 4294967296",
                              "status extra",
-                             "status --timeout 0",
-                             "status --timeout x",
+                             "status --answer-timeout 0",
+                             "status --answer-timeout x",
                              "status port 1",
                              "status --json --format json",
                              "status --format xml",
@@ -195,8 +196,50 @@ TEST(arguments, the_reason_names_the_option_and_what_it_takes) {
     EXPECT_THAT(parse("system set --threshold 100").complaint, HasSubstr("a percentage from 1 to 99"));
     EXPECT_THAT(parse("port 9").complaint, HasSubstr("a port from 1 to 4"));
     EXPECT_THAT(parse("port 1 set").complaint, HasSubstr("at least one setting"));
-    EXPECT_THAT(parse("bogus").complaint, HasSubstr("give one of these commands: status, port, system, bank, cycle, "
-                                                    "schedule, energy, counters, check, doctor, completion"));
+    EXPECT_THAT(parse("bogus").complaint,
+                HasSubstr("give one of these commands: status, port, system, bank, cycle, "
+                          "schedule, energy, counters, check, doctor, watch, top, completion"));
+}
+
+TEST(arguments, of_a_change_say_how_long_to_wait_for_its_effect) {
+    for (const char* line : {"port 2 set --mode 1", "system set --enable on", "bank set 5", "cycle 1", "schedule 1 on",
+                             "energy on", "energy off", "energy reset 1"}) {
+        const std::string change(line);
+        EXPECT_TRUE(good(line).wait_for_effect) << line;
+        EXPECT_FALSE(good(line).effect_timeout.has_value()) << line;
+        EXPECT_EQ(good((change + " --timeout 2.5").c_str()).effect_timeout, std::chrono::milliseconds(2500)) << line;
+        EXPECT_FALSE(good((change + " --no-wait").c_str()).wait_for_effect) << line;
+        EXPECT_TRUE(good((change + " --dry-run").c_str()).dry_run) << line;
+        for (const char* bad : {" --timeout 0", " --timeout x", " --timeout 1.2345", " --timeout 86401",
+                                " --timeout 5 --no-wait", " --dry-run --no-wait", " --dry-run --timeout 5"})
+            EXPECT_EQ(parse((change + bad).c_str()).status, 2) << line << bad;
+    }
+    for (const char* line : {"status --timeout 5", "schedule --no-wait", "schedule --dry-run", "port 2 --dry-run",
+                             "energy --no-wait", "energy inject 5 --no-wait"})
+        EXPECT_EQ(parse(line).status, 2) << line;
+}
+
+TEST(arguments, of_cycle_are_several_lists_of_ports) {
+    EXPECT_EQ(good("cycle 1 3").ports, 0b0101);
+    EXPECT_EQ(good("cycle 1,2 lan4").ports, 0b1011);
+    EXPECT_EQ(good("cycle all --only-powered").ports, 0b1111);
+    EXPECT_TRUE(good("cycle --only-powered 1 2").only_powered);
+    EXPECT_EQ(good("cycle --only-powered 1 2").ports, 0b0011);
+    EXPECT_EQ(parse("cycle 1 5").status, 2);
+}
+
+TEST(arguments, of_watch_say_when_it_ends) {
+    EXPECT_EQ(good("watch").watch_count, 0U);
+    EXPECT_EQ(good("watch --once").watch_count, 1U);
+    EXPECT_EQ(good("watch --count 5").watch_count, 5U);
+    EXPECT_EQ(good("watch --for 1.5").watch_for, std::chrono::milliseconds(1500));
+    EXPECT_EQ(good("watch --interval 0.1").interval, std::chrono::milliseconds(100));
+    EXPECT_EQ(good("watch --power-step 0.5").power_step_mw, 500U);
+    EXPECT_EQ(good("top --interval 3").interval, std::chrono::seconds(3));
+    for (const char* line :
+         {"watch --count 0", "watch --once --count 2", "watch --once --for 1", "watch --interval 0.09",
+          "watch --power-step 0", "watch --power-step 5%", "watch 1", "top --once"})
+        EXPECT_EQ(parse(line).status, 2) << line;
 }
 
 TEST(arguments, those_of_check_are_gathered) {

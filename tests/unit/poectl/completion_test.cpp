@@ -23,7 +23,7 @@ std::vector<std::string> after(const std::vector<std::string>& words) {
 
 TEST(suggestions, begin_with_every_command_and_none_that_is_hidden) {
     EXPECT_THAT(after({""}), IsSupersetOf({"status", "port", "system", "bank", "cycle", "schedule", "energy",
-                                           "counters", "check", "doctor", "completion"}));
+                                           "counters", "check", "doctor", "watch", "top", "completion"}));
     EXPECT_THAT(after({"completion", ""}), ElementsAre("bash", "zsh", "fish"));
     EXPECT_EQ(after({}), after({""}));
     EXPECT_THAT(after({"st"}), ElementsAre("status"));
@@ -34,6 +34,7 @@ TEST(suggestions, go_on_with_what_must_stand_next) {
     EXPECT_THAT(after({"port", ""}), ElementsAre("1", "2", "3", "4"));
     EXPECT_THAT(after({"port", "2", ""}), ElementsAre("show", "set"));
     EXPECT_THAT(after({"cycle", ""}), ElementsAre("1", "2", "3", "4", "all"));
+    EXPECT_THAT(after({"cycle", "1", "3", ""}), ElementsAre("1", "2", "3", "4", "all"));
     EXPECT_THAT(after({"schedule", "1", ""}), ElementsAre("on", "off"));
     EXPECT_THAT(after({"energy", ""}), ElementsAre("1", "2", "3", "4", "reset", "on", "off", "inject"));
     EXPECT_THAT(after({"energy", "reset", ""}), ElementsAre("1", "2", "3", "4", "all"));

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -230,24 +231,83 @@ TEST_F(program, a_table_fits_a_terminal_of_80_columns) {
     EXPECT_GT(widest, 70U);
 }
 
+// Standard output is `out`; what is written on standard error comes back.
+ended with_output(int out, const std::vector<std::string>& arguments) {
+    const temporary_folder folder;
+    const std::string err = folder.path + "/err";
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(out, STDOUT_FILENO);
+        dup2(open(err.c_str(), O_CREAT | O_WRONLY, 0600), STDERR_FILENO);
+        become_poectl(arguments, false);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, "", contents(err)};
+}
+
+std::size_t settings_among(const std::vector<served_request>& requests) {
+    constexpr std::uint8_t clear_energy = 83, first_setting = 128;
+    return static_cast<std::size_t>(std::ranges::count_if(requests, [](const served_request& one) {
+        return one.bytes.front() == clear_energy || one.bytes.front() >= first_setting;
+    }));
+}
+
 TEST_F(program, energy_is_reset_once_and_said_to_be_accepted) {
-    const auto run = poectl("energy reset 2,4");
+    const auto run = poectl("energy reset 2,4 --no-wait");
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, "accepted: energy reset of ports 2 (lan2), 4 (lan4)\n");
-    ASSERT_EQ(daemon.requests().size(), 1U);
-    EXPECT_TRUE(same_bytes(daemon.requests()[0].bytes, message_bytes("clear_energy_of_ports_1_and_3")));
-    EXPECT_EQ(json_of("energy inject 90")["change"], json::parse(R"({"accepted": true, "ports": [],
-        "message": "accepted: made-up energy history of 90 min"})"));
+    EXPECT_THAT(run.out, StartsWith("accepted: energy reset of ports 2 (lan2), 4 (lan4)\n"));
+    EXPECT_EQ(settings_among(daemon.requests()), 1U);
+    EXPECT_TRUE(same_bytes(daemon.requests().back().bytes, message_bytes("clear_energy_of_ports_1_and_3")));
+    EXPECT_EQ(json_of("energy inject 90")["change"]["message"], "accepted: made-up energy history of 90 min");
 }
 
 TEST_F(program, a_setting_is_sent_once_and_said_to_be_accepted) {
-    const auto run = poectl("port 3 set --limit 90");
+    const auto run = poectl("port 3 set --limit 90 --no-wait");
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, "accepted: port 3 (lan3) limit 90.0 W\n");
-    ASSERT_EQ(daemon.requests().size(), 1U);
-    EXPECT_TRUE(same_bytes(daemon.requests()[0].bytes, message_bytes("set_port_2_limit")));
-    EXPECT_EQ(json_of("cycle 1,3")["change"], json::parse(R"j({"accepted": true, "ports": [1, 3],
-        "message": "accepted: power-cycle of ports 1 (lan1), 3 (lan3)"})j"));
+    EXPECT_THAT(run.out, StartsWith("accepted: port 3 (lan3) limit 90.0 W\n"));
+    EXPECT_EQ(settings_among(daemon.requests()), 1U);
+    EXPECT_TRUE(same_bytes(daemon.requests().back().bytes, message_bytes("set_port_2_limit")));
+    const auto change = json_of("cycle 1 3 --no-wait")["change"];
+    EXPECT_EQ(change["ports"], json::array({1, 3}));
+    EXPECT_EQ(change["message"], "accepted: power-cycle of ports 1 (lan1), 3 (lan3)");
+    EXPECT_TRUE(change["effect_seen"].is_null());
+}
+
+TEST_F(program, a_setting_that_is_not_seen_to_take_effect_is_7) {
+    const auto run = poectl("port 3 set --limit 90 --timeout 0.01");
+    EXPECT_EQ(run.status, 7);
+    EXPECT_THAT(run.out, HasSubstr("30.0 W  30.0 W"));
+    EXPECT_THAT(run.err, StartsWith("poectl: accepted, but no effect seen in "));
+    EXPECT_THAT(run.err, HasSubstr("port 3 (lan3): power limit is 30.0 W, wanted: 90.0 W.\nTry: "));
+    EXPECT_EQ(settings_among(daemon.requests()), 1U);
+}
+
+TEST_F(program, a_dry_run_sends_nothing_but_queries) {
+    const auto run = poectl("port 3 set --limit 90 --dry-run");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.out, StartsWith("would be sent: port 3 (lan3) limit 90.0 W\n"));
+    EXPECT_THAT(run.out, HasSubstr("81 00 00 00 00 00 00 00 02 ff"));
+    EXPECT_EQ(settings_among(daemon.requests()), 0U);
+}
+
+TEST_F(program, watch_once_is_the_whole_state_on_one_line) {
+    const auto run = poectl("watch --once");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(std::ranges::count(run.out, '\n'), 1);
+    EXPECT_THAT(run.out, HasSubstr("port 2 (lan2) delivering (1) 5.3 W"));
+    EXPECT_EQ(json_of("watch --once")["record"], "state");
+    EXPECT_THAT(daemon.folder.entries(), ElementsAre("daemon"));
+}
+
+TEST_F(program, top_without_a_terminal_watches) {
+    int pipe_ends[2];
+    ASSERT_EQ(pipe2(pipe_ends, O_CLOEXEC), 0);
+    close(pipe_ends[0]);
+    const auto run = with_output(pipe_ends[1], {"top", "--socket", daemon.socket_path()});
+    close(pipe_ends[1]);
+    EXPECT_EQ(run.status, 0) << "whoever reads has had enough";
+    EXPECT_THAT(run.err, StartsWith("poectl: no full screen: "));
 }
 
 TEST_F(program, bad_usage_is_2_with_a_line_on_standard_error_before_anything_is_asked) {
@@ -269,21 +329,6 @@ TEST_F(program, takes_the_socket_from_the_environment) {
     ASSERT_EQ(setenv("POE_DRV_SOCKET", daemon.socket_path().c_str(), 1), 0);
     EXPECT_THAT(::poectl("bank", "").out, StartsWith("bank limit    300 W\n"));
     unsetenv("POE_DRV_SOCKET");
-}
-
-// Standard output is `out`; what is written on standard error comes back.
-ended with_output(int out, const std::vector<std::string>& arguments) {
-    const temporary_folder folder;
-    const std::string err = folder.path + "/err";
-    const pid_t child = fork();
-    if (child == 0) {
-        dup2(out, STDOUT_FILENO);
-        dup2(open(err.c_str(), O_CREAT | O_WRONLY, 0600), STDERR_FILENO);
-        become_poectl(arguments, false);
-    }
-    int status = 0;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, "", contents(err)};
 }
 
 TEST_F(program, output_that_finds_a_full_disk_is_an_internal_failure) {
@@ -334,7 +379,7 @@ TEST(program_without, a_daemon_is_3) {
 
 TEST(program_without, an_answer_is_4) {
     fake_daemon daemon([](const message&, std::size_t) { return std::vector<message>{}; });
-    const auto run = poectl("status --timeout 5", daemon.socket_path());
+    const auto run = poectl("status --answer-timeout 5", daemon.socket_path());
     EXPECT_EQ(run.status, 4);
     EXPECT_THAT(run.err, StartsWith("poectl: no answer: poe_drv did not answer within 5 ms."));
     EXPECT_THAT(daemon.folder.entries(), ElementsAre("daemon"));
@@ -342,7 +387,7 @@ TEST(program_without, an_answer_is_4) {
 
 TEST(program_that_is, refused_is_5) {
     fake_daemon daemon(healthy(1));
-    const auto run = poectl("cycle 2", daemon.socket_path());
+    const auto run = poectl("energy on --no-wait", daemon.socket_path());
     EXPECT_EQ(run.status, 5);
     EXPECT_EQ(run.out, "");
     EXPECT_THAT(run.err, StartsWith("poectl: refused: "));
@@ -361,7 +406,7 @@ TEST(program_that_is, not_permitted_is_6) {
 TEST(program_that_is, stopped_by_a_signal_takes_its_names_with_it) {
     fake_daemon daemon([](const message&, std::size_t) { return std::vector<message>{}; });
     const pid_t child = fork();
-    if (child == 0) become_poectl({"status", "--timeout", "60000", "--socket", daemon.socket_path()}, false);
+    if (child == 0) become_poectl({"status", "--answer-timeout", "60000", "--socket", daemon.socket_path()}, false);
     while (daemon.requests().empty())
         std::this_thread::yield();
     EXPECT_EQ(daemon.folder.entries().size(), 2U);

@@ -1,0 +1,239 @@
+#include "poectl/verbs/top_screen.h"
+
+#include <algorithm>
+
+#include "poectl/page_parts.h"
+#include "poectl/verbs/bar_plot.h"
+#include "poectl/verbs/energy_rings.h"
+#include "poectl/words.h"
+
+namespace poectl {
+
+namespace {
+
+constexpr std::size_t least_lines = 7, least_columns = 30;
+constexpr std::size_t least_bar = 8, greatest_bar = 50;
+constexpr std::uint8_t dual_signature = 2;
+constexpr std::uint8_t blinking_sub_status = 1;
+constexpr std::array<std::string_view, 3> led_words{"dark", "lit", "blinks"};
+
+std::string padded(std::string text, std::size_t width) {
+    text.resize(std::max(width, text.size()), ' ');
+    return text;
+}
+
+std::string to_the_right(const std::string& text, std::size_t width) {
+    return std::string(width - std::min(width, text.size()), ' ') + text;
+}
+
+std::size_t width_of(const screen_line& line) {
+    std::size_t width = 0;
+    for (const auto& one : line)
+        width += one.text.size();
+    return width;
+}
+
+void cut(screen_line& line, std::size_t columns) {
+    for (auto& one : line) {
+        one.text.resize(std::min(one.text.size(), columns));
+        columns -= one.text.size();
+    }
+}
+
+std::size_t bar_width(std::size_t columns, std::size_t beside) {
+    return std::clamp(columns > beside ? columns - beside : 0, least_bar, greatest_bar);
+}
+
+screen_line title(const top_picture& seen, std::size_t columns) {
+    const auto& [status, settings] = seen.all.system;
+    screen_line line{cell("poectl top", tone::heading), "  " + seen.time + "  "};
+    if (seen.known) {
+        const auto temperature_mc = known_temperature_mc(status);
+        line.insert(line.end(),
+                    {"PoE ", cell(enabled_word(settings.enable), settings.enable != 0 ? tone::good : tone::bad),
+                     temperature_mc ? "  controller " + thousandths_as_tenths(*temperature_mc) + " C" : ""});
+    }
+    const std::string keys = "q quit  ? help";
+    const std::size_t taken = width_of(line) + keys.size();
+    if (taken < columns) line.emplace_back(std::string(columns - taken, ' ') + keys);
+    return line;
+}
+
+screen_line trouble_line(const top_picture& seen) {
+    if (!seen.trouble) return {};
+    return {cell(seen.trouble->what, tone::bad),
+            ": " + seen.trouble->why + (seen.known ? "; what follows is old" : "")};
+}
+
+screen_line budget_line(const system_reading& system, std::size_t columns) {
+    const auto& [status, settings] = system;
+    constexpr std::uint64_t percent = 100;
+    const std::string words = " " + thousandths_as_tenths(status.consumed_mw) + " of " +
+                              thousandths_as_tenths(status.total_mw) + " W, alarm at " +
+                              std::to_string(settings.threshold_percent) + " %";
+    const std::string name = "Budget ";
+    const std::string raised = status.alarm_raised ? ": RAISED" : "";
+    const std::size_t width = bar_width(columns, name.size() + words.size() + std::string(": RAISED").size());
+    const auto threshold = static_cast<std::uint64_t>(std::max<int>(settings.threshold_percent, 0));
+    return {name,
+            cell(power_bar(status.consumed_mw, status.total_mw, width, status.total_mw * threshold / percent),
+                 status.alarm_raised ? tone::bad : tone::good),
+            words, cell(raised, tone::bad)};
+}
+
+constexpr std::size_t interface_width = 10, led_width = 7, status_width = 18, power_width = 15;
+constexpr std::size_t beside_the_bar = 8 + interface_width + led_width + status_width + power_width;
+
+screen_line port_headings() {
+    return {cell(padded("  PORT ", 7) + padded("INTERFACE", interface_width) + padded("LED", led_width) +
+                     padded("STATUS", status_width) + to_the_right("POWER/LIMIT W", power_width) + " ",
+                 tone::heading)};
+}
+
+screen_line port_line(const port_reading& port, bool selected, std::size_t columns) {
+    const auto& [status, settings, cycle_pending, on_again_s] = port;
+    const led_state led = led_of(status);
+    const bool known = is_measured(status);
+    const std::string number = std::to_string(panel_number(status.port));
+    const std::uint64_t limit_mw = std::uint64_t{settings.power_limit_dw} * mw_a_dw;
+    return {
+        cell(selected ? "> " : "  "),
+        padded(number, 5) + padded(std::string(interface_name(status.port)), interface_width),
+        cell(padded(std::string(led_words[static_cast<std::size_t>(led)]), led_width),
+             led == led_state::dark ? tone::plain : tone::good),
+        cell(padded(status_words(status.status), status_width), tone_of_status(status.status)),
+        to_the_right(known_tenths(known, status.power_mw) + "/" + tenths(settings.power_limit_dw), power_width) + " ",
+        cycle_pending
+            ? cell("on again in " + std::to_string(on_again_s) + " s", tone::attention)
+            : cell(power_bar(known ? status.power_mw : 0, limit_mw, bar_width(columns, beside_the_bar)), tone::good)};
+}
+
+void add_details(const port_reading& port, std::vector<screen_line>& lines) {
+    const auto& [status, settings, cycle_pending, on_again_s] = port;
+    const bool known = is_measured(status);
+    std::string who = port_words(status.port);
+    who.front() = 'P';
+    lines.push_back({cell(who, tone::heading), ": class " + class_words(status.status, status.detected_class) + ", " +
+                                                   known_tenths(known, status.voltage_mv) + " V, " +
+                                                   (known ? std::to_string(status.current_ma) : unknown_cell) +
+                                                   " mA, " + known_tenths(known, status.temperature_mc) + " C"});
+    lines.push_back({"  " + std::string(enabled_word(settings.enable)) + ", priority " +
+                     std::string(priority_name(settings.priority)) + ", mode " + std::to_string(settings.mode) +
+                     ", schedule " + schedule_words(settings.schedule_enable, status.schedule_on) + ", off " +
+                     std::to_string(settings.re_enable_s) + " s in a power-cycle"});
+    lines.push_back({"  " + std::string(poe_client::status_code_of(status.status).meaning)});
+    const auto& totals = status.event_totals;
+    lines.push_back({"  overloads " + std::to_string(totals[0]) + ", short circuits " + std::to_string(totals[1]) +
+                     ", denials " + std::to_string(totals[2]) + ", disconnections " + std::to_string(totals[3]) +
+                     ", bad signatures " + std::to_string(totals[4])});
+}
+
+std::vector<screen_line> plot_lines(const top_picture& seen) {
+    std::vector<screen_line> lines{{cell("Power of the last hour, W a minute", tone::heading),
+                                    seen.hour_is_recorded ? " (poe_drv's record)" : " (as seen here)"}};
+    const block plot = paragraph(bar_plot(seen.hour));
+    lines.insert(lines.end(), plot.rows.begin(), plot.rows.end());
+    return lines;
+}
+
+std::vector<screen_line> help_lines() {
+    return {{cell("Keys", tone::heading)},
+            {"  up, down, 1 to 4   choose the port whose details are shown"},
+            {"  ?                  this help, and back"},
+            {"  q                  quit"},
+            {""},
+            {"A bar is power against the port's limit, or against the budget, where | marks the"},
+            {"usage alarm. LEDs are told from the statuses, as poe_drv drives the panel."}};
+}
+
+}  // namespace
+
+std::optional<hour_of_power> recorded_hour(const std::array<poe_client::port_energy, poe_client::port_count>& ports) {
+    hour_of_power hour{};
+    bool any = false;
+    for (const auto& port : ports) {
+        for (std::size_t i = 0; i < hour_minutes; i++) {
+            const auto mw = known_mw(port.minutes[i]);
+            if (!mw) continue;
+            hour[i] = hour[i].value_or(0) + *mw;
+            any = true;
+        }
+    }
+    if (!any) return std::nullopt;
+    return hour;
+}
+
+void seen_hour::add(std::int64_t time_s, std::uint32_t consumed_mw) {
+    const std::int64_t number = std::max<std::int64_t>(time_s, 0) / minute_s;
+    auto& place = ring_[static_cast<std::size_t>(number) % hour_minutes];
+    if (place.number != number) place = {.number = number, .sum_mw = 0, .count = 0};
+    place.sum_mw += consumed_mw;
+    place.count++;
+    latest_ = number;
+}
+
+hour_of_power seen_hour::minutes() const {
+    hour_of_power hour{};
+    for (std::size_t i = 0; i < hour_minutes; i++) {
+        const std::int64_t number = latest_ - static_cast<std::int64_t>(hour_minutes - 1 - i);
+        if (number < 0) continue;
+        const auto& place = ring_[static_cast<std::size_t>(number) % hour_minutes];
+        if (place.number == number) hour[i] = static_cast<std::int64_t>(place.sum_mw / place.count);
+    }
+    return hour;
+}
+
+led_state led_of(const poe_client::port_status& port) {
+    if (port.port_type == dual_signature) {
+        const bool blinks =
+            std::ranges::any_of(port.pair_set, [](const auto& one) { return one.sub_status == blinking_sub_status; });
+        return blinks ? led_state::blinking : led_state::lit;
+    }
+    constexpr std::array<std::uint32_t, 5> dark_statuses{0, 2, poe_client::status_not_read_yet, 12, 13};
+    return std::ranges::find(dark_statuses, port.status) != dark_statuses.end() ? led_state::dark : led_state::lit;
+}
+
+std::string power_bar(std::uint64_t value, std::uint64_t whole, std::size_t width, std::optional<std::uint64_t> mark) {
+    if (width < 3) return std::string(width, '.');
+    const std::size_t inside = width - 2;
+    const auto place = [&](std::uint64_t amount) {
+        if (whole == 0) return std::size_t{0};
+        return static_cast<std::size_t>(std::min<std::uint64_t>(amount, whole) * inside / whole);
+    };
+    // What is not nothing is seen.
+    const std::size_t filled = value > 0 ? std::max<std::size_t>(place(value), whole > 0 ? 1 : 0) : 0;
+    std::string bar(inside, '.');
+    std::fill_n(bar.begin(), filled, '#');
+    if (mark) bar[std::min(place(*mark), inside - 1)] = '|';
+    return "[" + bar + "]";
+}
+
+std::vector<screen_line> top_screen(const top_picture& seen, const top_view& view, screen_size size) {
+    std::vector<screen_line> lines;
+    if (size.lines < least_lines || size.columns < least_columns) {
+        lines = {{"no room; q quits"}};
+    } else {
+        lines = {title(seen, size.columns), trouble_line(seen)};
+        if (view.help) {
+            for (auto& line : help_lines())
+                lines.push_back(std::move(line));
+        } else if (seen.known) {
+            lines.push_back(budget_line(seen.all.system, size.columns));
+            lines.push_back(port_headings());
+            for (const auto& port : seen.all.ports)
+                lines.push_back(port_line(port, port.status.port == view.selected, size.columns));
+            std::vector<screen_line> details{{}};
+            add_details(seen.all.ports[view.selected % poe_client::port_count], details);
+            if (lines.size() + details.size() <= size.lines) lines.insert(lines.end(), details.begin(), details.end());
+            auto plot = plot_lines(seen);
+            if (lines.size() + 1 + plot.size() <= size.lines) plot.insert(plot.begin(), screen_line{});
+            if (lines.size() + plot.size() <= size.lines) lines.insert(lines.end(), plot.begin(), plot.end());
+        }
+    }
+    lines.resize(std::min(lines.size(), size.lines));
+    for (auto& line : lines)
+        cut(line, size.columns);
+    return lines;
+}
+
+}  // namespace poectl

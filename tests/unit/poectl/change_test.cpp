@@ -1,0 +1,127 @@
+// How a change is carried out: against a daemon whose records change as a test tells.
+#include "poectl/verbs/change.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "poectl/run.h"
+#include "poectl/verbs/verbs.h"
+
+namespace {
+
+using namespace poectl;
+using poe_client::connection;
+using poe_client::failure;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class a_change : public testing::Test {
+  protected:
+    connection daemon{"/nowhere"};
+    command asked;
+    int sent = 0, looks = 0;
+    int effect_at = 3;  // the look that sees it; the first one is before the change
+    failure at_sending, at_looking;
+    std::uint64_t failed_meanwhile = 0;
+    picture seen = empty_picture(entry_of(verb::bank_set).shape);
+
+    failure carry_out() {
+        asked.effect_timeout = asked.effect_timeout.value_or(std::chrono::seconds(20));
+        return poectl::carry_out(
+            asked, daemon,
+            {.words = "bank limit 240 W",
+             .ports = 0,
+             .request = {142, 0, 0, 0, 0, 0, 0, 0, 240, 0, 0, 0},
+             .send =
+                 [this](connection&) {
+                     sent++;
+                     return at_sending;
+                 },
+             .look =
+                 [this](connection&, change_records& into) {
+                     looks++;
+                     into.bank.limit_w = looks >= effect_at ? 240 : 300;
+                     if (looks > 1) into.counters.rx_timeout = failed_meanwhile;
+                     return looks > 1 ? at_looking : failure{};
+                 },
+             .judge = [](const auto& was, const auto& is) { return sight_of_bank_change(240, was, is); }},
+            seen);
+    }
+    facts change() { return seen.sections.front().items.front(); }
+    facts setting() { return seen.sections[1].items.front(); }
+};
+
+TEST_F(a_change, is_sent_once_and_awaited) {
+    EXPECT_TRUE(succeeded(carry_out()));
+    EXPECT_EQ(sent, 1);
+    EXPECT_EQ(looks, 3);
+    EXPECT_EQ(seen.exit_status, exit_done);
+    EXPECT_EQ(change()["message"], "done: bank limit 240 W");
+    EXPECT_EQ(change()["effect_seen"], true);
+    EXPECT_EQ(setting(), facts::parse(R"({"port": null, "interface": null, "setting": "limit_w", "was": 300,
+        "wanted": 240, "is": 240, "seen": true})"));
+}
+
+TEST_F(a_change, that_shows_no_effect_in_time_is_7) {
+    effect_at = 1000000;
+    asked.effect_timeout = std::chrono::milliseconds(1);
+    EXPECT_TRUE(succeeded(carry_out()));
+    EXPECT_EQ(sent, 1);
+    EXPECT_EQ(seen.exit_status, exit_no_effect);
+    EXPECT_EQ(seen.error->exit_status, exit_no_effect);
+    EXPECT_THAT(seen.complaint, StartsWith("accepted, but no effect seen in "));
+    EXPECT_THAT(seen.complaint, HasSubstr("bank limit is 300 W, wanted: 240 W.\nTry: a longer --timeout"));
+    EXPECT_EQ(setting()["is"], 300);
+    EXPECT_EQ(setting()["seen"], false);
+}
+
+TEST_F(a_change, that_the_controller_may_not_have_got_is_7_and_says_how_to_send_it_again) {
+    failed_meanwhile = 2;
+    EXPECT_TRUE(succeeded(carry_out()));
+    EXPECT_EQ(seen.exit_status, exit_no_effect);
+    EXPECT_THAT(seen.complaint, HasSubstr("2 transactions with the controller failed meanwhile"));
+    EXPECT_THAT(seen.complaint, HasSubstr("set another value and then this one again"));
+}
+
+TEST_F(a_change, after_which_the_daemon_does_not_answer_is_7) {
+    at_looking = {poe_client::failure_kind::timeout, 0};
+    asked.effect_timeout = std::chrono::milliseconds(1);
+    EXPECT_TRUE(succeeded(carry_out()));
+    EXPECT_EQ(seen.exit_status, exit_no_effect);
+    EXPECT_THAT(seen.complaint, HasSubstr("then poe_drv could not be asked any more: no answer"));
+    EXPECT_TRUE(setting()["is"].is_null());
+}
+
+TEST_F(a_change, that_is_refused_is_not_awaited) {
+    at_sending = {poe_client::failure_kind::refused, 0};
+    EXPECT_EQ(carry_out().kind, poe_client::failure_kind::refused);
+    EXPECT_EQ(looks, 1);
+}
+
+TEST_F(a_change, without_waiting_is_done_when_it_is_accepted) {
+    asked.wait_for_effect = false;
+    EXPECT_TRUE(succeeded(carry_out()));
+    EXPECT_EQ(looks, 1);
+    EXPECT_EQ(change()["message"], "accepted: bank limit 240 W");
+    EXPECT_TRUE(change()["effect_seen"].is_null());
+    EXPECT_TRUE(setting()["is"].is_null());
+}
+
+TEST_F(a_change, in_a_dry_run_is_not_sent) {
+    asked.dry_run = true;
+    EXPECT_TRUE(succeeded(carry_out()));
+    EXPECT_EQ(sent, 0);
+    EXPECT_EQ(change()["accepted"], false);
+    EXPECT_EQ(change()["request"], facts::parse(R"({"type": 142, "bytes": "8e 00 00 00 00 00 00 00 f0 00 00 00"})"));
+    EXPECT_THAT(seen.page.back().rows.front().front().text, StartsWith("Nothing was sent."));
+}
+
+TEST_F(a_change, to_what_is_already_so_says_it) {
+    effect_at = 0;
+    EXPECT_TRUE(succeeded(carry_out()));
+    EXPECT_EQ(sent, 1) << "another one may have been on its way";
+    EXPECT_EQ(seen.page.back().rows.front().front().text, "It was so already.");
+}
+
+}  // namespace

@@ -1,0 +1,241 @@
+#include "poectl/verbs/effect.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace poectl;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr std::uint8_t port_2 = 1;
+
+change_records healthy_records() {
+    change_records records;
+    records.all.system.settings = {
+        .enable = 1, .parameter_1 = 0, .parameter_2 = 0, .threshold_percent = 95, .parameter_4 = 0, .parameter_5 = 0};
+    for (std::uint8_t port = 0; port < poe_client::port_count; port++) {
+        auto& one = records.all.ports[port];
+        one.status.port = port;
+        one.status.schedule_on = 1;
+        one.settings = {.port = port,
+                        .enable = 0,
+                        .priority = 3,
+                        .schedule_enable = 0,
+                        .mode = 2,
+                        .re_enable_s = 10,
+                        .power_limit_dw = 900};
+    }
+    return records;
+}
+
+std::vector<std::string> settings_of(const sight& seen) {
+    std::vector<std::string> list;
+    for (const auto& one : seen.aims)
+        list.emplace_back(one.setting);
+    return list;
+}
+
+TEST(may_have_power, is_the_daemons_rule_over_its_whole_domain) {
+    for (unsigned bits = 0; bits < 16; bits++) {
+        const bool system = bits & 1U, port = bits & 2U, obeys = bits & 4U, period = bits & 8U;
+        const bool table[16] = {false, false, false, true, false, false, false, false,
+                                false, false, false, true, false, false, false, true};
+        poe_client::system_settings of_system{};
+        poe_client::port_settings of_port{};
+        of_system.enable = static_cast<std::int8_t>(system);
+        of_port.enable = static_cast<std::int8_t>(port);
+        of_port.schedule_enable = static_cast<std::int8_t>(obeys);
+        EXPECT_EQ(should_deliver(of_system, of_port, period), table[bits]) << bits;
+    }
+}
+
+TEST(a_status, shows_that_a_port_is_off_or_on_or_neither) {
+    for (std::uint32_t status = 0; status < 20; status++) {
+        EXPECT_EQ(shows_off(status), status == 0 || status == 13) << status;
+        EXPECT_EQ(shows_on(status), status != 0 && status != 11) << status;
+    }
+}
+
+TEST(enabling_a_port, is_seen_when_its_record_and_its_status_show_it) {
+    const auto before = healthy_records();
+    auto now = before;
+    poe_client::port_settings_change change;
+    change.enable = 1;
+    EXPECT_FALSE(all_seen(sight_of_port_change(port_2, change, before, now).aims));
+    now.all.ports[port_2].settings.enable = 1;
+    auto seen = sight_of_port_change(port_2, change, before, now);
+    EXPECT_FALSE(all_seen(seen.aims));
+    EXPECT_EQ(unseen_words(seen.aims), "port 2 (lan2): status is disabled (0), wanted: searching or delivering");
+    now.all.ports[port_2].status.status = 2;
+    seen = sight_of_port_change(port_2, change, before, now);
+    EXPECT_TRUE(all_seen(seen.aims));
+    EXPECT_THAT(settings_of(seen), ElementsAre("enabled", "status"));
+    EXPECT_THAT(seen.notes, IsEmpty());
+    EXPECT_EQ(seen.aims[1].was.words, "disabled (0)");
+    EXPECT_EQ(seen.aims[1].is.words, "searching (2)");
+    EXPECT_TRUE(seen.aims[1].wanted.value.is_null());
+}
+
+TEST(enabling_a_port, that_may_not_have_power_is_seen_while_it_is_off_and_says_why) {
+    auto before = healthy_records();
+    poe_client::port_settings_change change;
+    change.enable = 1;
+    auto now = before;
+    now.all.ports[port_2].settings.enable = 1;
+    now.all.system.settings.enable = 0;
+    auto seen = sight_of_port_change(port_2, change, before, now);
+    EXPECT_TRUE(all_seen(seen.aims));
+    EXPECT_THAT(seen.notes, ElementsAre("port 2 (lan2) stays off: PoE as a whole is disabled."));
+    now.all.system.settings.enable = 1;
+    now.all.ports[port_2].settings.schedule_enable = 1;
+    now.all.ports[port_2].status.schedule_on = 0;
+    seen = sight_of_port_change(port_2, change, before, now);
+    EXPECT_TRUE(all_seen(seen.aims));
+    EXPECT_THAT(seen.notes, ElementsAre("port 2 (lan2) stays off: its schedule is in an off period."));
+}
+
+TEST(every_setting_of_a_port, is_an_aim_of_its_own) {
+    const auto before = healthy_records();
+    const poe_client::port_settings_change change{
+        .enable = 0, .priority = 1, .schedule_enable = 0, .mode = 3, .re_enable_s = 20, .power_limit_dw = 300};
+    const auto seen = sight_of_port_change(port_2, change, before, before);
+    ASSERT_THAT(settings_of(seen),
+                ElementsAre("enabled", "limit_mw", "priority", "mode", "schedule_enabled", "re_enable_s", "status"));
+    EXPECT_EQ(seen.aims[1].was.value, 90000);
+    EXPECT_EQ(seen.aims[1].wanted.value, 30000);
+    EXPECT_EQ(seen.aims[1].wanted.words, "30.0 W");
+    EXPECT_EQ(seen.aims[2].wanted.value, "critical");
+    std::vector<bool> all;
+    for (const auto& one : seen.aims)
+        all.push_back(one.seen);
+    EXPECT_THAT(all, ElementsAre(true, false, false, false, true, false, true));
+}
+
+TEST(a_failed_transaction, makes_doubtful_only_what_the_controller_had_to_get) {
+    const auto before = healthy_records();
+    auto now = before;
+    now.counters.rx_timeout = 2;
+    now.counters.rx_chksum_error = 1;
+    poe_client::port_settings_change change;
+    change.power_limit_dw = 300;
+    EXPECT_EQ(doubtful_transactions(sight_of_port_change(port_2, change, before, now).aims, before, now), 3U);
+    EXPECT_EQ(doubtful_transactions(sight_of_port_change(port_2, change, before, now).aims, before, before), 0U);
+    change = {};
+    change.power_limit_dw = 900;  // as it was: nothing goes to the controller
+    EXPECT_EQ(doubtful_transactions(sight_of_port_change(port_2, change, before, now).aims, before, now), 0U);
+    change = {};
+    change.re_enable_s = 20;
+    EXPECT_EQ(doubtful_transactions(sight_of_port_change(port_2, change, before, now).aims, before, now), 0U);
+    change = {};
+    change.enable = 1;  // the status is read back
+    EXPECT_EQ(doubtful_transactions(sight_of_port_change(port_2, change, before, now).aims, before, now), 0U);
+    EXPECT_EQ(doubtful_transactions(sight_of_bank_change(200, before, now).aims, before, now), 3U);
+}
+
+TEST(a_system_change, follows_every_port_when_it_switches_all) {
+    auto before = healthy_records();
+    before.all.ports[0].settings.enable = 1;
+    before.all.ports[0].status.status = 1;
+    auto now = before;
+    poe_client::system_settings_change change;
+    change.enable = 0;
+    now.all.system.settings.enable = 0;
+    auto seen = sight_of_system_change(change, before, now);
+    EXPECT_THAT(settings_of(seen), ElementsAre("enabled", "status", "status", "status", "status"));
+    EXPECT_EQ(unseen_words(seen.aims), "port 1 (lan1): status is delivering (1), wanted: disabled");
+    now.all.ports[0].status.status = 13;
+    EXPECT_TRUE(all_seen(sight_of_system_change(change, before, now).aims));
+}
+
+TEST(a_system_change, of_parameter_1_never_shows) {
+    const auto before = healthy_records();
+    poe_client::system_settings_change change;
+    change.parameter_1 = 1;
+    change.threshold_percent = 80;
+    auto now = before;
+    EXPECT_TRUE(more_can_come(sight_of_system_change(change, before, now).aims));
+    now.all.system.settings.threshold_percent = 80;
+    const auto seen = sight_of_system_change(change, before, now);
+    EXPECT_FALSE(all_seen(seen.aims));
+    EXPECT_FALSE(more_can_come(seen.aims));
+}
+
+TEST(a_schedule_period, is_followed_by_the_status_of_a_port_that_obeys) {
+    auto before = healthy_records();
+    before.all.ports[port_2].settings.enable = 1;
+    before.all.ports[port_2].settings.schedule_enable = 1;
+    before.all.ports[port_2].status.status = 1;
+    auto now = before;
+    for (auto& port : now.all.ports)
+        port.status.schedule_on = 0;
+    auto seen = sight_of_schedule_change(0b0011, false, before, now);
+    EXPECT_THAT(settings_of(seen), ElementsAre("schedule_on", "schedule_on", "status"));
+    EXPECT_THAT(seen.notes, ElementsAre(HasSubstr("port 1 (lan1) does not obey its schedule")));
+    EXPECT_FALSE(all_seen(seen.aims));
+    now.all.ports[port_2].status.status = 0;
+    EXPECT_TRUE(all_seen(sight_of_schedule_change(0b0011, false, before, now).aims));
+}
+
+TEST(a_power_cycle, is_seen_once_it_has_begun_and_ended_and_the_port_is_on_again) {
+    auto before = healthy_records();
+    before.all.cycles.port[port_2] = {.pending = false, .tick = 7};
+    before.all.ports[port_2].settings.enable = 1;
+    before.all.ports[port_2].status.status = 1;
+    auto now = before;
+    const auto words = [&] { return sight_of_cycle(0b0010, before, now).aims.front().is.words; };
+    const auto is_seen = [&] { return all_seen(sight_of_cycle(0b0010, before, now).aims); };
+    EXPECT_EQ(words(), "not begun");
+    EXPECT_FALSE(is_seen()) << "a port that delivers has not been cycled yet";
+    now.all.cycles.port[port_2] = {.pending = true, .tick = 50};
+    now.all.ports[port_2].settings.enable = 0;
+    now.all.ports[port_2].status.status = 0;
+    now.all.ports[port_2].on_again_s = 9;
+    EXPECT_EQ(words(), "off, on again in 9 s");
+    EXPECT_FALSE(is_seen());
+    now.all.cycles.port[port_2].pending = false;
+    now.all.ports[port_2].settings.enable = 1;
+    EXPECT_EQ(words(), "on again");
+    EXPECT_FALSE(is_seen()) << "its status does not show it yet";
+    now.all.ports[port_2].status.status = 2;
+    EXPECT_TRUE(is_seen());
+}
+
+TEST(an_energy_reset, is_seen_when_the_record_is_empty_or_began_anew) {
+    auto before = healthy_records();
+    before.energy[2].powered_s = 500;
+    before.energy[2].minutes[3].valid = true;
+    auto now = before;
+    EXPECT_FALSE(all_seen(sight_of_energy_reset(0b0100, before, now).aims));
+    now.energy[2].powered_s = 0;
+    now.energy[2].minutes[3].valid = false;
+    EXPECT_TRUE(all_seen(sight_of_energy_reset(0b0100, before, now).aims));
+    now.energy[2].powered_s = 2;
+    EXPECT_TRUE(all_seen(sight_of_energy_reset(0b0100, before, now).aims)) << "the port delivers on";
+    EXPECT_EQ(sight_of_energy_reset(0b0100, before, now).aims.front().was.value, "filled");
+}
+
+TEST(keeping_energy, and_the_bank_are_seen_in_their_records) {
+    const auto before = healthy_records();
+    auto now = before;
+    EXPECT_FALSE(all_seen(sight_of_energy_kept(true, before, now).aims));
+    now.energy_kept = true;
+    EXPECT_TRUE(all_seen(sight_of_energy_kept(true, before, now).aims));
+    EXPECT_FALSE(all_seen(sight_of_bank_change(240, before, now).aims));
+    now.bank.limit_w = 240;
+    EXPECT_TRUE(all_seen(sight_of_bank_change(240, before, now).aims));
+}
+
+TEST(a_port, delivers_also_over_one_pair_set_alone) {
+    poe_client::port_status port{};
+    EXPECT_FALSE(delivers(port));
+    port.pair_set[1].status = 1;
+    EXPECT_TRUE(delivers(port));
+    port.pair_set[1].status = 2;
+    port.status = 1;
+    EXPECT_TRUE(delivers(port));
+}
+
+}  // namespace
