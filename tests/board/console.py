@@ -13,7 +13,7 @@ import threading
 import time
 
 # Emulation on a machine that is busy with other things is slow at times; nothing is judged by its pace.
-PATIENCE_S = float(os.environ.get("POE_BOARD_PATIENCE", "240"))
+PATIENCE_S = float(os.environ.get("POE_BOARD_PATIENCE", "120"))
 LOOK_AGAIN = "usleep 100000"
 PORTS = 4
 
@@ -48,8 +48,9 @@ class Machine:
         interfaces = [word for port in range(1, PORTS + 1)
                       for word in ("-netdev", f"hubport,id=cable{port},hubid={port}",
                                    "-device", f"e1000,netdev=cable{port},id=lan{port},romfile=")]
-        command = ["qemu-system-mipsel", "-M", "malta", "-cpu", "24Kc", "-m", "256", "-vga", "none", "-display", "none",
-                   "-monitor", "none", "-serial", "stdio", "-no-reboot", "-nic", "none", *interfaces,
+        # A run that is killed leaves no machine behind.
+        command = ["setpriv", "--pdeathsig", "KILL", "qemu-system-mipsel", "-M", "malta", "-cpu", "24Kc", "-m", "256",
+                   "-vga", "none", "-display", "none", "-monitor", "none", "-serial", "stdio", "-no-reboot", "-nic", "none", *interfaces,
                    "-drive", f"file={self.flash},format=raw,if=ide", "-qmp", f"unix:{control},server=on,wait=off", "-S",
                    "-kernel", self.kernel, "-initrd", self.ram_disk,
                    "-append", " ".join(["console=ttyS0 panic=1 quiet nokaslr", *(["--", *options] if options else [])])]
