@@ -15,11 +15,28 @@ import time
 # Emulation on a machine that is busy with other things is slow at times; nothing is judged by its pace.
 PATIENCE_S = float(os.environ.get("POE_BOARD_PATIENCE", "120"))
 LOOK_AGAIN = "usleep 100000"
+LONGEST_LOOK_S = 1
+SHORT_PAUSE_S = 0.01
 PORTS = 4
 
 
 class Missed(Exception):
     """Something did not happen; says what was seen instead."""
+
+
+class Patience:
+    """Seconds of waiting, of which a time in which nobody looked counts as one: a run that was stopped for a while has not
+    waited, nor had its machine the time."""
+
+    def __init__(self, seconds):
+        self.left = seconds
+        self._looked = time.monotonic()
+
+    def is_over(self):
+        now = time.monotonic()
+        self.left -= min(now - self._looked, LONGEST_LOOK_S)
+        self._looked = now
+        return self.left < 0
 
 
 class Machine:
@@ -102,12 +119,12 @@ class Machine:
 
     def expect(self, what, pattern, command, patience_s=PATIENCE_S):
         """Looks until the command says something that the pattern is found in; returns the match."""
-        until = time.monotonic() + patience_s
+        patience = Patience(patience_s)
         while True:
             said = self.run(command)[1]
             if found := re.search(pattern, said):
                 return found
-            if time.monotonic() > until:
+            if patience.is_over():
                 raise Missed(f"{what}: waited {patience_s:.0f} s for /{pattern}/ in '{command}', which said:\n{said.strip()}")
             self.run(LOOK_AGAIN)
 
@@ -130,11 +147,13 @@ class Machine:
 
     def _until(self, pattern, what, patience_s=PATIENCE_S):
         """What was said up to and with the pattern."""
-        until = time.monotonic() + patience_s
+        patience = Patience(patience_s)
         while not (found := re.search(pattern, self._said)):
             try:
-                text = self._lines.get(timeout=max(0, until - time.monotonic()))
+                text = self._lines.get(timeout=LONGEST_LOOK_S)
             except queue.Empty:
+                if not patience.is_over():
+                    continue
                 raise Missed(f"{what}: nothing for {patience_s:.0f} s; the console said:\n{self._said[-4000:]}") from None
             if text is None:
                 raise Missed(f"{what}: the machine has ended; the console said:\n{self._said[-4000:]}")
@@ -143,17 +162,13 @@ class Machine:
         return said
 
     def _connect(self, path):
-        until = time.monotonic() + PATIENCE_S
-        while not path.exists():
-            if self.process.poll() is not None or time.monotonic() > until:
-                raise Missed(f"the emulator has not started; see {self.transcript.with_suffix('.emulator')}")
-            time.sleep(0.01)
+        patience = Patience(PATIENCE_S)
         connection = socket.socket(socket.AF_UNIX)
         connection.settimeout(PATIENCE_S)
         while connection.connect_ex(str(path)) != 0:
-            if self.process.poll() is not None or time.monotonic() > until:
-                raise Missed("the emulator takes no commands")
-            time.sleep(0.01)
+            if self.process.poll() is not None or patience.is_over():
+                raise Missed(f"the emulator has not started; see {self.transcript.with_suffix('.emulator')}")
+            time.sleep(SHORT_PAUSE_S)
         self._control = connection.makefile("rw", encoding="utf-8")
         connection.close()
         self._control.readline()

@@ -3,6 +3,8 @@ import re
 import statistics
 import subprocess
 
+import preparing
+
 DAEMON = "/opt/poe/sbin/poe_drv"
 LIBRARIES = ["libpoe_ipc.so", "liblink_mon_intf.so", "libOrvCom.so"]
 START = f"probe start /tmp/poe_status {DAEMON} /tmp/poe_status"
@@ -14,19 +16,19 @@ USUAL_DELAY_US = 2400
 MS = 1000
 
 
-def table(machine, folder):
+def table(machine):
     """Rows of what, figure and unit. The daemon runs before and after, with four ports powered before."""
-    rows = [*_size(machine, folder), *_memory(machine), *_running(machine), *_clients(machine)]
+    rows = [*_size(machine), *_memory(machine), *_running(machine), *_clients(machine)]
     rows += _start(machine, "found programmed", "true")
     rows += _start(machine, "factory-fresh", "vswitch controller factory")
     machine.say("/etc/init.d/poe restart")
     return rows
 
 
-def _size(machine, folder):
+def _size(machine):
     file = int(machine.say(f"stat -c %s {DAEMON}"))
     libraries = sum(int(machine.say(f"stat -c %s /opt/poe/lib/{name}")) for name in LIBRARIES)
-    loaded = _loaded_bytes(folder / "installed/sbin/poe_drv")
+    loaded = _loaded_bytes(preparing.DAEMON)
     return [("daemon, file", file, "bytes"), ("its code and data (text, data, bss)", loaded, "bytes"),
             ("its three platform libraries, files", libraries, "bytes")]
 

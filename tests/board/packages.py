@@ -1,9 +1,7 @@
 """The machine's packages, from Debian's own mirror, for an architecture that this machine does not know: fetched with
 apt's ordinary client and lists of their own, as an ordinary user, and unpacked. Once they are there no network is needed.
 """
-import hashlib
 import os
-import pathlib
 import subprocess
 
 MIRROR = os.environ.get("POE_DEBIAN_MIRROR", "http://deb.debian.org/debian")
@@ -21,8 +19,8 @@ class NoPackages(Exception):
 def packages_in(folder):
     """The folder that they are unpacked in. `folder` is for nothing else."""
     unpacked, stamp = folder / "packages", folder / "packages.stamp"
-    recipe = hashlib.sha256(pathlib.Path(__file__).read_bytes()).hexdigest()
-    if stamp.exists() and stamp.read_text() == recipe:
+    recipe = " ".join([SUITE, ARCHITECTURE, KERNEL, *WANTED])
+    if unpacked.exists() and stamp.exists() and stamp.read_text() == recipe:
         return unpacked
     print("board: fetching Debian's packages for the machine", flush=True)
     lists, cache, downloads = folder / "apt/lists", folder / "apt/cache", folder / "apt/downloads"

@@ -1,8 +1,10 @@
-// Measures inside the machine, where there is no other tool for it. Prints one number a line.
+// Measures and asks inside the machine, where there is no other tool for it. Prints one number.
 //   probe start STATUS-FILE COMMAND...   milliseconds from exec until the status file holds a whole line
 //   probe round-trips N                  microseconds of a query to the daemon: the median of N
 //   probe echo N                         the same against a process that only sends back what it gets
 //   probe cpu PID                        microseconds of processor time that the process has used
+//   probe register N                     the value of a register of the CPLD, read through its device file
+//   probe refusal DEVICE REQUEST         the errno of a request with no record behind it
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -17,6 +19,7 @@
 
 #include <fcntl.h>
 #include <sys/inotify.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -28,6 +31,8 @@ namespace {
 constexpr const char* daemon_socket = "/tmp/poe_driver_ipc_socket_server.txt";
 constexpr const char* own_socket = "/tmp/probe";
 constexpr const char* echo_socket = "/tmp/probe-echo";
+constexpr const char* cpld_device = "/dev/cpld_rtl819x";
+constexpr unsigned long cpld_read_request = 0x4002D201;
 constexpr std::size_t query_size = 100;  // the state of one port: type 6
 constexpr std::uint8_t query_type = 6;
 constexpr std::size_t port_offset = 8;
@@ -143,6 +148,24 @@ void cpu(int process) {
     std::printf("%lld\n", static_cast<long long>(clock_us(clock)));
 }
 
+int open_device(const char* device) {
+    const int descriptor = open(device, O_RDWR | O_CLOEXEC);
+    if (descriptor < 0) give_up(device);
+    return descriptor;
+}
+
+void register_value(int number) {
+    std::array<std::uint8_t, 2> record{static_cast<std::uint8_t>(number), 0};
+    if (ioctl(open_device(cpld_device), cpld_read_request, record.data()) < 0) give_up("read");
+    std::printf("%d\n", record[0] == number ? record[1] : -1);
+}
+
+void refusal(const char* device, const char* request) {
+    constexpr int hexadecimal = 16;
+    const int result = ioctl(open_device(device), std::strtoul(request, nullptr, hexadecimal), nullptr);
+    std::printf("%d\n", result < 0 ? errno : 0);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -155,8 +178,12 @@ int main(int argc, char** argv) {
         echo(std::atoi(argv[2]));
     } else if (what == "cpu") {
         cpu(std::atoi(argv[2]));
+    } else if (what == "register") {
+        register_value(std::atoi(argv[2]));
+    } else if (what == "refusal" && argc > 3) {
+        refusal(argv[2], argv[3]);
     } else {
-        std::fprintf(stderr, "usage: probe start STATUS-FILE COMMAND... | round-trips N | echo N | cpu PID\n");
+        std::fprintf(stderr, "probe: see the first lines of its source\n");
         return 2;
     }
     return 0;

@@ -1,18 +1,20 @@
 """What the switch must do on its machine, boot by boot. A scenario is a function of the machine and what is known about
 the run; it raises Missed with what was seen."""
-import hashlib
+import errno
 import json
-import pathlib
 import re
 import time
 from dataclasses import dataclass, field
 
 import measuring
+import preparing
 from console import Missed
 
 DAEMON = "/opt/poe/sbin/poe_drv"
 STATUS_LINE = "poe user space driver running."
-DEVICES = {"/dev/poe_kernel_drv", "/dev/cpld_rtl819x"}
+CONTROLLER, CPLD = "/dev/poe_kernel_drv", "/dev/cpld_rtl819x"
+DEVICES = {CONTROLLER, CPLD}
+TRANSACTION, CPLD_WRITE, CPLD_READ, UNKNOWN = "C010DD03", "8003D203", "4002D201", "0000D2FF"
 # All that the daemon may have in its memory; a preload library would be one more.
 DAEMON_FILES = {DAEMON, "/opt/poe/lib/libpoe_ipc.so", "/opt/poe/lib/liblink_mon_intf.so", "/opt/poe/lib/libOrvCom.so",
                 "/lib/mipsel-linux-gnu/libc.so.6", "/lib/mipsel-linux-gnu/ld.so.1"}
@@ -20,17 +22,15 @@ PLUGGED = {1: "--class 4 --load 12.5", 2: "--class 8 --load 40", 3: "--dual --lo
 WATTS = {1: 12.5, 2: 40.0, 3: 24.0, 4: 4.0}
 ROUNDING_W = 0.1
 FAILING_S = 30
+SLOW_MS = 20000
 STATISTICS = ["0, 3600, 5400000000", "1, 7200, 1000", "2, 0, 0", "3, 1, 2"]  # seconds and milliwatt-seconds
 BUDGET_W = 240
 
 
 @dataclass
 class Run:
-    folder: pathlib.Path
-    daemon_sha256: str
     without_cuse: bool = False
     faults: int = 0
-    boot_s: list = field(default_factory=list)
     table: list = field(default_factory=list)
 
 
@@ -77,11 +77,12 @@ def the_first_boot_programs_the_controller_and_saves_it(machine, _):
     expect("the kernel log says so too", "[poe_dev] reset chipset configuration..." in kernel_log, kernel_log[-2000:])
 
 
-def the_daemon_is_the_release_tree_s_without_a_preload(machine, run):
+def the_daemon_is_the_one_that_was_built_without_a_preload(machine, _):
     inside = machine.say(f"sha256sum {DAEMON}").split()[0]
-    print(f"  sha256 of the daemon: {run.daemon_sha256} as it was built\n"
+    built = preparing.sha256(preparing.DAEMON)
+    print(f"  sha256 of the daemon: {built} as it was built\n"
           f"                        {inside} in the machine")
-    expect("the daemon is the one that was built", inside == run.daemon_sha256, inside)
+    expect("the daemon is the one that was built", inside == built, inside)
     environment = machine.say("tr '\\0' '\\n' </proc/$(pidof poe_drv)/environ")
     expect("its environment loads nothing", "LD_" not in environment, environment)
     mapped = {line.split()[-1] for line in machine.say("cat /proc/$(pidof poe_drv)/maps").splitlines()
@@ -89,11 +90,27 @@ def the_daemon_is_the_release_tree_s_without_a_preload(machine, run):
     expect(f"it has {sorted(DAEMON_FILES)} in its memory", mapped == DAEMON_FILES, sorted(mapped))
 
 
-def the_devices_are_the_kernel_s_own(machine, _):
+def the_device_files_are_the_kernels_own(machine, _):
     listed = machine.say(f"ls -l {' '.join(sorted(DEVICES))}")
     expect("both are character devices", len(re.findall(r"(?m)^c", listed)) == len(DEVICES), listed)
     opened = machine.say("ls -l /proc/$(pidof poe_drv)/fd")
     expect("the daemon has the controller's open", "/dev/poe_kernel_drv" in opened, opened)
+
+
+def every_request_on_them_does_what_it_must(machine, _):
+    led, inline_mode = 10, 9
+    seen = [int(machine.say(f"probe register {register}")) for register in (led, inline_mode)]
+    shown = machine.json("vswitch --json show registers")["registers"]
+    expect("registers read through the device file are the models'", seen == [shown[str(led)], shown[str(inline_mode)]],
+           (seen, shown))
+    refused = {(device, request): int(machine.say(f"probe refusal {device} {request}"))
+               for device in sorted(DEVICES) for request in (TRANSACTION, CPLD_WRITE, CPLD_READ, UNKNOWN)}
+    nowhere = {(CONTROLLER, TRANSACTION), (CPLD, CPLD_WRITE), (CPLD, CPLD_READ)}
+    for (device, request), error in refused.items():
+        # Where the number itself says that bytes come in, the kernel misses them before the driver is asked.
+        copied_in = device == CONTROLLER and request == CPLD_WRITE
+        wanted = errno.EFAULT if (device, request) in nowhere or copied_in else errno.ENOTTY
+        expect(f"{request} on {device} with nothing behind it fails with {errno.errorcode[wanted]}", error == wanted, error)
 
 
 def power_four_ports(machine):
@@ -202,6 +219,18 @@ def a_power_cycle_brings_the_port_back(machine, _):
                                                           ("set port power", {"port_1": "1"})], settings)
 
 
+def a_slow_controller_holds_up_nobody_else(machine, run):
+    machine.say(f"vswitch fault delay --ms {SLOW_MS} --times 1")
+    run.faults += 1
+    newest = "vswitch --json frames --last 1"
+    machine.expect("a transaction takes its time", '"fault": ?"delay"', newest)
+    slow = newest_frame(machine)
+    machine.say("probe register 10")
+    machine.say("poectl status")
+    expect("meanwhile the CPLD and clients are served", newest_frame(machine) == slow, slow)
+    machine.expect("then the controller goes on", r'"fault": ?null', newest)
+
+
 # --- power cuts -------------------------------------------------------------------------------------------------------
 
 def what_the_daemon_saved_is_written_before_the_power_is_cut(machine, run):
@@ -240,10 +269,10 @@ def the_second_boot_programs_the_new_budget(machine, _):
     expect("the controller has it", str(BUDGET_W) in json.dumps(held), held)
 
 
-def the_system_calls_on_the_device_files(machine, run):
+def the_system_calls_on_the_device_files(machine, _):
     """The daemon of this boot was started under strace."""
     serving(machine)
-    log = run.folder / "devices.strace"
+    log = preparing.OURS / "devices.strace"
     text = machine.say("head -c 262144 /tmp/devices.strace").replace("\r", "")
     log.write_text(text, encoding="utf-8")
     opened = set(re.findall(r'open(?:at)?\((?:AT_FDCWD, )?"(/dev/[^"]+)"', text))
@@ -309,15 +338,16 @@ def without_the_flag_it_serves_again(machine, _):
 def measured(machine, run):
     serving(machine)
     power_four_ports(machine)
-    run.table += measuring.table(machine, run.folder)
+    run.table += measuring.table(machine)
 
 
 # What happens in a boot: its options, its scenarios in the short form, and those that the long form has instead.
-PROGRAM = [the_first_boot_programs_the_controller_and_saves_it, the_daemon_is_the_release_tree_s_without_a_preload,
-           the_devices_are_the_kernel_s_own, four_plugged_devices_get_power, the_leds_are_lit,
+PROGRAM = [the_first_boot_programs_the_controller_and_saves_it, the_daemon_is_the_one_that_was_built_without_a_preload,
+           the_device_files_are_the_kernels_own, every_request_on_them_does_what_it_must, four_plugged_devices_get_power, the_leds_are_lit,
            traps_of_21_bytes_are_decoded]
 RUNNING = [a_restarted_daemon_leaves_the_controller_alone, a_real_link_that_goes_down_gives_its_port_the_power_back,
-           an_interface_that_is_taken_down_counts_as_no_link, a_power_cycle_brings_the_port_back]
+           an_interface_that_is_taken_down_counts_as_no_link, a_power_cycle_brings_the_port_back,
+           a_slow_controller_holds_up_nobody_else]
 CUT = [what_the_daemon_saved_is_written_before_the_power_is_cut]
 AFTER_THE_CUT = [the_cut_was_a_real_one, the_statistics_file_is_whole_after_the_power_cut,
                  the_second_boot_programs_the_new_budget, the_system_calls_on_the_device_files]
@@ -328,7 +358,3 @@ LONG = [((), PROGRAM + RUNNING + CUT), (("traced",), AFTER_THE_CUT),
         ((), [the_marks_are_found_again, the_stress_test_is_asked_for]),
         ((), [the_flag_file_selects_the_stress_test]),
         ((), [without_the_flag_it_serves_again])]
-
-
-def daemon_sha256(daemon):
-    return hashlib.sha256(daemon.read_bytes()).hexdigest()
