@@ -99,8 +99,8 @@ def _start(machine, which, prepare):
     busy_ms = sum(frame["delay_us"] - USUAL_DELAY_US for frame in frames) / MS
     name = f"start, controller {which}"
     return [(f"{name}: exec to status line", took_ms, "ms"), ("  required pauses in it", paused_ms, "ms"),
-            (f"  the controller's own time, {len(frames)} commands", busy_ms, "ms"),
-            ("  the daemon's part", took_ms - paused_ms - busy_ms, "ms")]
+            ("  commands that keep the controller busy", busy_ms, "ms"),
+            ("  the rest: the daemon, its shells, the commands", took_ms - paused_ms - busy_ms, "ms")]
 
 
 def printed(rows):

@@ -352,6 +352,7 @@ CUT = [what_the_daemon_saved_is_written_before_the_power_is_cut]
 AFTER_THE_CUT = [the_cut_was_a_real_one, the_statistics_file_is_whole_after_the_power_cut,
                  the_second_boot_programs_the_new_budget, the_system_calls_on_the_device_files]
 
+MEASURING = [((), [measured])]
 SHORT = [((), PROGRAM + CUT), (("traced",), AFTER_THE_CUT)]
 LONG = [((), PROGRAM + RUNNING + CUT), (("traced",), AFTER_THE_CUT),
         ((), [measured, a_failing_controller_leaves_its_marks_across_a_power_cut]),
