@@ -20,6 +20,7 @@ class unique_fd {
 
     int get() const { return descriptor_; }
     bool is_open() const { return descriptor_ >= 0; }
+    int release() { return std::exchange(descriptor_, -1); }
     void reset(int descriptor = -1) {
         if (descriptor_ >= 0) close(descriptor_);
         descriptor_ = descriptor;

@@ -335,6 +335,12 @@ def test_no_switch_ends_with_3(tmp_path):
         assert done.returncode == 3 and "no virtual switch" in done.stderr, done
 
 
+def test_serving_devices_without_cuse_ends_with_4_and_touches_nothing(serving, tmp_path):
+    done = serving.exec(PREFIX / "bin/vswitch", "--control", tmp_path / "control", "serve", "--traps", tmp_path / "traps")
+    assert done.returncode == 4 and "CUSE" in done.stderr, done
+    assert not list(tmp_path.iterdir())
+
+
 def test_a_refused_verb_ends_with_1(serving):
     done = serving.run_vswitch("frobnicate")
     assert done.returncode == 1 and done.stderr.startswith("vswitch: "), done

@@ -7,6 +7,7 @@ inline constexpr int exit_done = 0;
 inline constexpr int exit_refused = 1;  // the virtual switch answered, and would not
 inline constexpr int exit_usage = 2;
 inline constexpr int exit_no_switch = 3;
+inline constexpr int exit_no_cuse = 4;
 inline constexpr int exit_no_program = 127;
 
 }  // namespace vswitch

@@ -1,5 +1,5 @@
-// The vswitch command: `run` is the virtual switch itself, `exec` enters its world, every other word is a verb for a
-// running one.
+// The vswitch command: `run` is the virtual switch itself, `serve` its two device files alone, `exec` enters its world,
+// every other word is a verb for a running one.
 #include <algorithm>
 #include <cstdio>
 
@@ -9,6 +9,7 @@
 #include "command/enter.h"
 #include "command/exit_status.h"
 #include "command/run.h"
+#include "command/serve.h"
 
 namespace {
 
@@ -26,7 +27,8 @@ constexpr const char* verbs_help = R"(Any other word is a verb for the running s
 VSWITCH_EMULATOR in the environment runs programs that are built for another machine,
 such as "qemu-mipsel -L /usr/mipsel-linux-gnu".
 
-Exit status: 0 done, 1 refused, 2 usage, 3 no virtual switch; run: the daemon's own.)";
+Exit status: 0 done, 1 refused, 2 usage, 3 no virtual switch,
+4 a kernel without CUSE (serve); run: the daemon's own.)";
 
 void declare_run(CLI::App& run, run_options& options) {
     run.add_option("--world", options.world,
@@ -46,6 +48,15 @@ void declare_run(CLI::App& run, run_options& options) {
     run.add_option("--keep", options.kept, "Folder that must be reachable inside under its own path (may be repeated)")
         ->take_all();
     run.add_flag("--plain-files", options.plain_files, "No world of its own: this machine's /tmp and /flash");
+}
+
+void declare_serve(CLI::App& serve, serve_options& options) {
+    serve.add_option("--traps", options.trap_pipe, "Named pipe to make and to read traps from");
+    serve.add_option("--latency", options.latency_us,
+                     "Microseconds that the controller takes to answer (default 2400)");
+    serve.add_option("--seed", options.seed, "Seed of the models");
+    serve.add_option("--ready-fd", options.ready_descriptor,
+                     "Descriptor for the line that says so (default: standard output)");
 }
 
 // An answer goes to standard output, a refusal in JSON too; what people need to know to standard error.
@@ -86,6 +97,11 @@ int main(int argc, char** argv) {
         app.add_subcommand("run", "Run the daemon on a virtual switch: vswitch run [OPTIONS] -- poe_drv [STATUS-FILE]")
             ->fallthrough();
     declare_run(*run_command, options);
+    serve_options serving;
+    CLI::App* serve_command =
+        app.add_subcommand("serve", "Serve /dev/poe_kernel_drv and /dev/cpld_rtl819x as real devices, through CUSE")
+            ->fallthrough();
+    declare_serve(*serve_command, serving);
     CLI::App* exec_command = app.add_subcommand("exec", "Run a command inside the world: vswitch exec -- COMMAND...");
     exec_command->fallthrough();
     exec_command->add_flag("--attach", attached, "With the switch's devices and time");
@@ -103,13 +119,20 @@ int main(int argc, char** argv) {
         options.command = command.empty() ? std::vector<std::string>{"poe_drv"} : command;
         return run(options);
     }
+    if (serve_command->parsed()) {
+        if (!serve_command->remaining().empty() || !app.remaining().empty() || !command.empty()) {
+            return usage("serve takes options only");
+        }
+        serving.control = named_control;
+        return serve(serving);
+    }
     std::string problem;
     if (exec_command->parsed()) {
         if (command.empty() || !exec_command->remaining().empty() || !app.remaining().empty()) {
             return usage("the command follows behind --");
         }
     } else if (app.remaining().empty()) {
-        return usage("run, exec or a verb is missing");
+        return usage("run, serve, exec or a verb is missing");
     }
     const std::filesystem::path control = find_control(named_control, problem);
     if (control.empty()) return print({.exit_status = exit_no_switch, .text = problem}, json);

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "command/exit_status.h"
+#include "command/ready.h"
 #include "command/registry.h"
 #include "server/server.h"
 #include "world/emulator.h"
@@ -80,14 +81,6 @@ std::string make_world(const run_options& options, const path& program, world_fo
     return {};
 }
 
-void say_ready(int descriptor, const server_settings& settings) {
-    const std::string line = "virtual switch ready: control " + settings.control.native() + ", world " +
-                             settings.folders.root.native() + "\n";
-    const bool said = write(descriptor >= 0 ? descriptor : STDOUT_FILENO, line.data(), line.size()) >= 0;
-    if (descriptor >= 0) close(descriptor);
-    if (!said) std::fprintf(stderr, "vswitch: nobody hears that it is ready: %s\n", std::strerror(errno));
-}
-
 }  // namespace
 
 int run(const run_options& options) {
@@ -151,7 +144,10 @@ int run(const run_options& options) {
     server serving(settings, std::move(command), world);
     if (const std::string problem = serving.open(); !problem.empty()) return give_up(problem);
     const registration entry(registry, settings.control);
-    return serving.run(!options.stopped, [&] { say_ready(options.ready_descriptor, settings); });
+    return serving.run(!options.stopped, [&] {
+        say_ready(options.ready_descriptor,
+                  "control " + settings.control.native() + ", world " + settings.folders.root.native());
+    });
 }
 
 }  // namespace vswitch

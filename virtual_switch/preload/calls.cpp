@@ -9,20 +9,13 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "device_requests.h"
 #include "preload/devices.h"
 #include "preload/real_calls.h"
 #include "preload/settings.h"
 
 namespace vswitch {
 namespace {
-
-constexpr unsigned int transaction_request = 0xC010DD03;
-constexpr unsigned int cpld_write_request = 0x8003D203;
-constexpr unsigned int cpld_read_request = 0x4002D201;
-
-constexpr std::size_t transaction_frame_offset = 4;  // behind the 32-bit wait, in the machine's own byte order
-constexpr std::size_t cpld_write_size = 3;           // register, value, mask
-constexpr std::size_t cpld_read_size = 2;            // register, value
 
 real_call<int(const char*, int, ...)> real_open{"open"};
 real_call<int(const char*, int, ...)> real_open64{"open64"};

@@ -1,36 +1,15 @@
 #include "server/device_service.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <limits>
 
 #include <sys/socket.h>
 
 #include "sockets.h"
 
 namespace vswitch {
-namespace {
 
-constexpr std::uint32_t usual_latency_us = 2400;  // a controller's bus at its usual pace
-
-void fail(device_reply& reply, int error) {
-    reply.result = wire_order(std::int32_t{-1});
-    reply.error = wire_order(static_cast<std::int32_t>(error));
-}
-
-}  // namespace
-
-std::uint32_t model_latency_us(const time_settings& time) {
-    if (time.latency_us == 0) return usual_latency_us;
-    const std::uint64_t scaled = std::uint64_t{time.latency_us} * time.speed;
-    return static_cast<std::uint32_t>(std::min<std::uint64_t>(scaled, std::numeric_limits<std::uint32_t>::max()));
-}
-
-device_service::device_service(event_loop& loop, switch_model& model, time_settings time)
-    : loop_(loop), model_(model), time_(time) {
-    set_latency(time.latency_us);
-}
+device_service::device_service(event_loop& loop, device_answers& answers) : loop_(loop), answers_(answers) {}
 
 device_service::~device_service() {
     for (const auto& [socket, held] : connections_)
@@ -39,11 +18,6 @@ device_service::~device_service() {
         loop_.forget(listener.get());
         unlink(path.c_str());
     }
-}
-
-void device_service::set_latency(std::uint32_t latency_us) {
-    time_.latency_us = latency_us;
-    model_.set_latency_us(model_latency_us(time_));
 }
 
 std::string device_service::open_at(const std::filesystem::path& device_folder) {
@@ -76,7 +50,7 @@ void device_service::serve(int socket) {
     if (got < 0 && (errno == EINTR || errno == EAGAIN)) return;
     if (got != sizeof request) return drop(socket);
     std::chrono::microseconds delay{0};
-    const device_reply reply = answer(request, delay);
+    const device_reply reply = answers_.answer(request, delay);
     if (delay.count() > 0) return answer_later(socket, reply, delay);
     send(socket, &reply, sizeof reply, MSG_NOSIGNAL);
 }
@@ -89,49 +63,6 @@ void device_service::answer_later(int socket, const device_reply& reply, std::ch
         if (found == connections_.end() || found->second.serial != serial) return;
         send(socket, &reply, sizeof reply, MSG_NOSIGNAL);
     });
-}
-
-device_reply device_service::answer(const device_request& request, std::chrono::microseconds& delay) {
-    device_reply reply{};
-    switch (static_cast<device_call>(wire_order(request.call))) {
-        case device_call::controller_transaction: {
-            before_transaction_();
-            frame asked{};
-            std::memcpy(asked.data(), request.bytes, asked.size());
-            const device_answer answered =
-                model_.transact(wire_order(request.wait), asked, wire_order(request.slept_us));
-            std::memcpy(reply.bytes, answered.bytes.data(), answered.bytes.size());
-            reply.result = wire_order(static_cast<std::int32_t>(answered.result));
-            reply.error = wire_order(static_cast<std::int32_t>(answered.error));
-            const std::uint32_t usual = model_latency_us(time_);
-            const std::uint32_t extra = answered.delay_us > usual ? answered.delay_us - usual : 0;
-            delay = std::chrono::microseconds{time_.latency_us + std::uint64_t{extra / time_.speed}};
-            break;
-        }
-        case device_call::cpld_write:
-            if (model_.cpld_write(request.bytes[0], request.bytes[1], request.bytes[2]) != 0) fail(reply, EIO);
-            break;
-        case device_call::cpld_read: {
-            std::uint8_t value = 0;
-            if (model_.cpld_read(request.bytes[0], value) != 0) {
-                fail(reply, EIO);
-                break;
-            }
-            reply.bytes[0] = request.bytes[0];
-            reply.bytes[1] = value;
-            break;
-        }
-        case device_call::link_monitor: {
-            std::array<std::uint8_t, link_record_size> record{};
-            reply.result = wire_order(static_cast<std::int32_t>(model_.link_monitor(record)));
-            std::memcpy(reply.bytes, record.data(), record.size());
-            wire_order_link_words(reply.bytes);
-            break;
-        }
-        default:
-            fail(reply, ENOTTY);
-    }
-    return reply;
 }
 
 }  // namespace vswitch

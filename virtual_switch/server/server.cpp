@@ -1,7 +1,6 @@
 #include "server/server.h"
 
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <sstream>
@@ -9,6 +8,7 @@
 #include <sys/signalfd.h>
 
 #include "server/json_text.h"
+#include "server/replies.h"
 
 namespace vswitch {
 namespace {
@@ -24,22 +24,6 @@ latency MICROSECONDS
 quit: end daemon and switch
 )";
 
-std::optional<std::uint32_t> number_in(const std::string& text) {
-    std::uint32_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    return value;
-}
-
-// A reply whose text is there for both kinds of readers.
-control_reply say(control_result result, const std::string& text, bool json) {
-    if (!json) return {.result = result, .text = text};
-    const bool done = result == control_result::done;
-    return {.result = result,
-            .text = std::string("{\"ok\": ") + (done ? "true, \"said\": " : "false, \"error\": ") + json_string(text) +
-                    "}"};
-}
-
 }  // namespace
 
 sigset_t server_signals() {
@@ -54,7 +38,8 @@ server::server(const server_settings& settings, daemon_command command, const wo
     : settings_(settings),
       world_(world),
       model_(settings.seed),
-      devices_(loop_, model_, settings.time),
+      answers_(model_, settings.time),
+      devices_(loop_, answers_),
       readiness_(loop_, settings.folders.tmp),
       control_(loop_, [this](const control_request& request) { serve(request); }),
       daemon_(std::move(command), world) {}
@@ -66,7 +51,7 @@ std::string server::open() {
     signals_.reset(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
     if (!signals_.is_open()) return std::string("no signal descriptor: ") + std::strerror(errno);
     loop_.watch(signals_.get(), [this] { handle_signals(); });
-    devices_.before_each_transaction([this] { drain_traps(); });
+    answers_.before_each_transaction([this] { drain_traps(); });
     if (std::string problem = devices_.open_at(settings_.folders.dev); !problem.empty()) return problem;
     if (std::string problem = traps_.open_at(settings_.folders.tmp / trap_pipe_name); !problem.empty()) {
         return problem;
@@ -188,14 +173,7 @@ bool server::serve_daemon_verb(const control_request& request) {
     } else if (verb == enter_verb) {
         request.answer(entrance());
     } else if (verb == "latency") {
-        const std::optional<std::uint32_t> latency_us =
-            request.words.size() == 2 ? number_in(request.words[1]) : std::nullopt;
-        if (!latency_us) {
-            reply(control_result::refused, "latency takes a number of microseconds");
-        } else {
-            devices_.set_latency(*latency_us);
-            reply(control_result::done, "the controller takes " + request.words[1] + " us to answer");
-        }
+        request.answer(change_latency(answers_, request));
     } else if (verb == "quit") {
         stop_daemon();
         reply(control_result::done, "the virtual switch has ended");
@@ -234,11 +212,11 @@ control_reply server::describe_world(bool json) const {
         text << "{\"ok\": true, \"world\": " << json_string(settings_.folders.root.native())
              << ", \"control\": " << json_string(settings_.control.native())
              << ", \"private\": " << (is_private ? "true" : "false") << ", \"speed\": " << settings_.time.speed
-             << ", \"latency_us\": " << devices_.time().latency_us << ", \"seed\": " << settings_.seed << "}";
+             << ", \"latency_us\": " << answers_.time().latency_us << ", \"seed\": " << settings_.seed << "}";
     } else {
         text << "world " << settings_.folders.root.native() << (is_private ? "" : " (plain file system)")
              << "\ncontrol " << settings_.control.native() << "\nspeed " << settings_.time.speed << ", latency "
-             << devices_.time().latency_us << " us, seed " << settings_.seed;
+             << answers_.time().latency_us << " us, seed " << settings_.seed;
     }
     return {.result = control_result::done, .text = text.str()};
 }

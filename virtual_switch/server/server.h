@@ -59,6 +59,7 @@ class server {
     const world_namespaces& world_;
     event_loop loop_;
     switch_model model_;
+    device_answers answers_;
     device_service devices_;
     trap_pipe traps_;
     readiness readiness_;

@@ -24,7 +24,7 @@ class device_service_test : public own_folder_test {
   protected:
     device_service_test() {
         EXPECT_EQ(service.open_at(folder), "");
-        service.before_each_transaction([this] { looked_before++; });
+        answers.before_each_transaction([this] { looked_before++; });
     }
 
     device_reply ask(const char* device, const device_request& request) {
@@ -45,7 +45,8 @@ class device_service_test : public own_folder_test {
 
     event_loop loop;
     switch_model model;
-    device_service service{loop, model, {.speed = 10, .latency_us = 0}};
+    device_answers answers{model, {.speed = 10, .latency_us = 0}};
+    device_service service{loop, answers};
     int looked_before = 0;
 };
 
