@@ -15,6 +15,7 @@
 #include "poectl/pictures.h"
 #include "poectl/port_facts.h"
 #include "poectl/render.h"
+#include "poectl/verbs/change_page.h"
 #include "poectl/verbs/verbs.h"
 
 namespace fuzz {
@@ -401,7 +402,11 @@ void run(std::uint8_t which, std::uint8_t port, bytes_view reply) {
             const question asked{port, 8, {}};
             return judge(
                 reply, asked, decode_acknowledgement(reply, static_cast<ipc_type>(port)), reader_of(reply, asked),
-                verb::cycle, +[](picture& seen, const acknowledgement&) { poectl::tell_accepted(seen, 1, "done"); });
+                verb::cycle, +[](picture& seen, const acknowledgement&) {
+                    const poe_client::datagram sent = poe_client::encode_power_cycle(1);
+                    const poectl::sight nothing = poectl::sight_of_cycle(1, {}, {});
+                    poectl::depict_change({.words = "done", .ports = 1, .request = sent, .seen = nothing}, seen);
+                });
         }
     }
 }

@@ -26,6 +26,11 @@ def done(world, *words):
     return run.stdout.splitlines()
 
 
+def is_polled(world):
+    """Whether the daemon knows the status of every port."""
+    return all(port["status"]["name"] != "not-read-yet" for port in world.poectl_json("status")["ports"])
+
+
 def outside(world, *words):
     """The words that start poectl outside of the world, which sees the daemon's socket all the same."""
     return [*words_that_start(PREFIX / "bin/poectl"), *map(str, words), "--socket", str(world.tmp / DAEMON_SOCKET)]
@@ -58,6 +63,7 @@ def test_every_other_change_is_seen_in_the_records(world, line):
 
 def test_a_change_without_effect_in_time_is_7(make_world):
     world = make_world(speed=1)
+    world.wait_for("every port to be polled", lambda: is_polled(world))
     world.vswitch("fault", "no-answer")
     run = world.poectl("port", "3", "set", "--enable", "on", "--timeout", "0.3")
     assert run.returncode == 7
@@ -83,6 +89,7 @@ def test_a_value_that_the_daemon_keeps_for_itself_is_7_at_once(world):
 
 
 def test_a_dry_run_changes_nothing(world):
+    world.wait_for("every port to be polled", lambda: is_polled(world))
     before = world.poectl("status", "--json").stdout
     for line in ("port 1 set --enable on", "system set --enable off", "bank set 1", "cycle all", "schedule 1 off",
                  "energy reset 1", "energy on"):
