@@ -15,19 +15,20 @@ from world import IS_EMULATED, PATIENCE_S, PREFIX
 # An emulated program has no name that a shell could call.
 pytestmark = pytest.mark.only_if(not IS_EMULATED)
 
-ENVIRONMENT = {"PATH": f"{PREFIX}/bin:/usr/bin:/bin", "HOME": "/nonexistent", "TERM": "dumb", "PS1": "> ", "LANG": "C.UTF-8"}
-READY = "it is ready"
-# "it is ready", but not where it is typed
-SAY_READY = 'echo "it is" ready'
+ENVIRONMENT = {"PATH": f"{PREFIX}/bin:/usr/bin:/bin", "HOME": "/nonexistent", "TERM": "dumb", "LANG": "C.UTF-8"}
+PROMPT = "ready> "
+START_FILES = {
+    "bash": f"PS1='{PROMPT}'\nbind 'set enable-bracketed-paste off'\nsource <(poectl completion bash)\n",
+    "zsh": f"PS1='{PROMPT}'\nautoload -U compinit\ncompinit -D -u\nsource <(poectl completion zsh)\n"}
 
 
 class Terminal:
     """A shell with somebody in front of it."""
 
-    def __init__(self, *command):
+    def __init__(self, command, environment):
         self.pid, self._terminal = pty.fork()
         if self.pid == 0:
-            os.execvpe(command[0], command, ENVIRONMENT)
+            os.execvpe(command[0], command, ENVIRONMENT | environment)
         self._shown = ""
 
     def type(self, text):
@@ -51,14 +52,14 @@ class Terminal:
 
 
 @pytest.fixture(params=["bash", "zsh"])
-def shell(request):
-    starts = {"bash": ["bash", "--norc", "--noprofile", "-i"], "zsh": ["zsh", "-f", "-i"]}
-    prepares = {"bash": "bind 'set enable-bracketed-paste off'; source <(poectl completion bash)",
-                "zsh": "autoload -U compinit; compinit -D; source <(poectl completion zsh)"}
-    terminal = Terminal(*starts[request.param])
+def shell(request, tmp_path):
+    """A shell that completes poectl and waits for somebody to type."""
+    start_file = tmp_path / ".zshrc"
+    start_file.write_text(START_FILES[request.param])
+    command = {"bash": ["bash", "--noprofile", "--rcfile", str(start_file), "-i"], "zsh": ["zsh", "-d", "-i"]}
+    terminal = Terminal(command[request.param], {"ZDOTDIR": str(tmp_path)})
     try:
-        terminal.type(f"{prepares[request.param]}; {SAY_READY}\n")
-        terminal.see(READY)
+        terminal.see(PROMPT)
         yield terminal
     finally:
         terminal.close()
