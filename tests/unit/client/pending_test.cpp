@@ -241,6 +241,13 @@ TEST(pending, a_request_waits_for_room_in_the_daemons_queue) {
 TEST(pending, a_loop_without_a_descriptor_to_watch_begins_nothing) {
     fake_daemon daemon(silent);
     connection to_it(daemon.socket_path(), never_reached);
+    {
+        // A sanitizer needs a descriptor for its first look at each type.
+        connection before(daemon.socket_path(), never_reached);
+        auto asked = begin_get_deepest_queue(before);
+        before.descriptor();
+        asked.take();
+    }
     const no_descriptors_left limit;
     EXPECT_EQ(to_it.descriptor(), -1);
     auto asked = begin_get_deepest_queue(to_it);
