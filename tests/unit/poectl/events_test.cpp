@@ -8,7 +8,6 @@
 namespace {
 
 using namespace poectl;
-using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -69,7 +68,7 @@ TEST(the_first_event, is_the_whole_state_also_when_there_is_none) {
     ASSERT_THAT(kinds(all), ElementsAre("state"));
     EXPECT_EQ(all.events[0].details["daemon"]["reason"], "daemon_not_reachable");
     EXPECT_TRUE(all.events[0].details["system"].is_null());
-    EXPECT_EQ(all.events[0].details["ports"], poectl::facts::array());
+    EXPECT_EQ(all.events[0].details["ports"], facts::array());
     EXPECT_EQ(words_of(all.events[0]), "cannot reach the daemon: no socket; waiting for it");
 }
 
