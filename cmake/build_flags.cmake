@@ -1,4 +1,11 @@
 # Every compiler and linker flag of the project is here, carried by three interface targets.
+
+# What is built without a choice may be shipped: checked libc calls, for one, need an optimised build.
+get_property(chosen_while_building GLOBAL PROPERTY GENERATOR_IS_MULTI_CONFIG)
+if(NOT CMAKE_BUILD_TYPE AND NOT chosen_while_building)
+    set(CMAKE_BUILD_TYPE Release CACHE STRING "Release, RelWithDebInfo, MinSizeRel or Debug" FORCE)
+endif()
+
 include(CTest)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)

@@ -7,7 +7,7 @@ import sys
 from harness import machine
 from harness.registry import Absent, Measure, subject
 from harness.servers import World, daemon, short_folder, wait_until
-from harness.tree import PROJECT
+from harness.tree import OURS, PROJECT
 
 PLATFORM_LIBRARIES = {"libpoe_ipc.so", "liblink_mon_intf.so", "libOrvCom.so"}
 C_LIBRARY = {"libc.so.6", "ld.so.1", "ld-linux-armhf.so.3"}  # the loader belongs to it
@@ -123,7 +123,7 @@ def declare_for(machine_name, triple):
     def size_elsewhere(_, tree):
         if shutil.which(f"{triple}-g++") is None:
             raise Absent(f"no {triple}-g++")
-        source = PROJECT if tree.revision == "this tree" else tree.build.parents[1]
+        source = PROJECT if tree.revision == OURS else tree.build.parents[1]
         build = tree.build.parent / f"bench-{machine_name}"
         for words in (["cmake", "-S", source, "-B", build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release", "-DBUILD_TESTING=OFF",
                        f"-DCMAKE_TOOLCHAIN_FILE={source}/cmake/toolchains/{machine_name}.cmake"],

@@ -32,6 +32,11 @@ def make_ram_disk():
     return ram_disk.make_ram_disk(OURS / "packages", INSTALLED, PROBE, OURS)
 
 
+def kernel_may_lack_cuse():
+    """Whether a machine without device files is what its kernel's package promises, and no fault of ours."""
+    return ram_disk.may_lack_cuse(OURS / "packages")
+
+
 def new_machine(name):
     """A machine with an empty flash, which it keeps from boot to boot; its console is written down in build/board."""
     flash, transcript = OURS / f"{name}.flash", OURS / f"{name}.log"

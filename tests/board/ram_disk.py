@@ -5,6 +5,7 @@ import os
 import pathlib
 import shutil
 import subprocess
+import sys
 
 HERE = pathlib.Path(__file__).resolve().parent
 LIBRARIES = "lib/mipsel-linux-gnu"
@@ -12,12 +13,25 @@ LONG_AGO = 0
 
 # In the order in which they are loaded: what the flash's file system needs, its disk, the devices' gate, the interfaces.
 MODULES = ["crc16", "crc32c_generic", "mbcache", "jbd2", "ext4", "ata_piix", "fuse", "cuse", "e1000"]
+GATE = "cuse"  # a kernel may have been built without it
 C_LIBRARY = ["ld.so.1", "libc.so.6", "libm.so.6", "libfuse3.so.3", "libgcc_s.so.1"]
 EMPTY_FOLDERS = ["dev", "proc", "sys", "tmp", "flash", "run", "var/tmp", "root"]
 
 
 def kernel_of(packages):
     return next((packages / "boot").glob("vmlinuz-*"))
+
+
+def modules_in(packages):
+    """Names and files of the modules that the machine loads."""
+    found = {name: next((packages / "lib/modules").rglob(f"{name}.ko"), None) for name in MODULES}
+    if missing := [name for name, file in found.items() if file is None and name != GATE]:
+        sys.exit(f"board: the kernel's package has no module {', '.join(missing)}")
+    return {name: file for name, file in found.items() if file is not None}
+
+
+def may_lack_cuse(packages):
+    return GATE not in modules_in(packages)
 
 
 def make_ram_disk(packages, installed, probe, folder):
@@ -32,8 +46,8 @@ def make_ram_disk(packages, installed, probe, folder):
         _copy(packages / LIBRARIES / name, root / LIBRARIES / name)
     _copy(packages / "usr" / LIBRARIES / "libstdc++.so.6", root / "usr" / LIBRARIES / "libstdc++.so.6")
     (root / "lib/ld.so.1").symlink_to("mipsel-linux-gnu/ld.so.1")
-    for name in MODULES:
-        _copy(next((packages / "lib/modules").rglob(f"{name}.ko")), root / "lib/modules" / f"{name}.ko")
+    for name, file in modules_in(packages).items():
+        _copy(file, root / "lib/modules" / f"{name}.ko")
     shutil.copytree(installed, root / "opt/poe")
     _copy(probe, root / "bin/probe")
     shutil.copytree(HERE / "machine", root, dirs_exist_ok=True)

@@ -1,0 +1,89 @@
+"""The board's run skips what a kernel without CUSE cannot show, and takes no fault of its own for such a kernel."""
+import argparse
+import contextlib
+import importlib.machinery
+import importlib.util
+import re
+import sys
+
+import pytest
+
+from world import PROJECT
+
+BOARD = PROJECT / "tests/board"
+NO_DEVICES = "init: the controller's driver has ended with status 4: vswitch: this kernel has no CUSE\ninit: ready\n"
+ALL_IS_WELL = "init: the virtual switch is ready\ninit: ready\n"
+
+
+class Machine:
+    """Says the same at every boot, and nothing ever goes wrong on it."""
+
+    def __init__(self, said):
+        self.said = said
+
+    def boot(self, *_):
+        return self.said, 1.0
+
+    def cut_the_power(self):
+        pass
+
+
+@pytest.fixture
+def board(monkeypatch, tmp_path):
+    """board(said, without_cuse, modules): whether the run ended well."""
+    monkeypatch.syspath_prepend(str(BOARD))
+    monkeypatch.setattr(sys, "dont_write_bytecode", True)
+    loader = importlib.machinery.SourceFileLoader("board_run", str(BOARD / "run"))
+    module = importlib.util.module_from_spec(importlib.util.spec_from_loader("board_run", loader))
+    loader.exec_module(module)
+
+    def run(said, without_cuse=False, modules=None):
+        folder = tmp_path / "packages/lib/modules/6.1/kernel"
+        folder.mkdir(parents=True)
+        for name in sys.modules["ram_disk"].MODULES if modules is None else modules:
+            (folder / f"{name}.ko").touch()
+        monkeypatch.setattr(module.preparing, "OURS", tmp_path)
+        monkeypatch.setattr(module.preparing, "prepare", lambda: None)
+        monkeypatch.setattr(module.preparing, "new_machine", lambda _: contextlib.nullcontext(Machine(said)))
+        one = module.Board(argparse.Namespace(long=False, measure=False, without_cuse=without_cuse))
+        one.boots = [(words, [lambda *_: None for _ in cells]) for words, cells in one.boots]
+        for _, cells in one.boots:
+            for cell in cells:
+                cell.__name__ = "something_happens"
+        return one.all()
+
+    yield run
+    for name in ("console", "measuring", "packages", "preparing", "ram_disk", "scenarios"):
+        sys.modules.pop(name, None)
+
+
+def all_modules_but(name):
+    return [one for one in ("crc16", "crc32c_generic", "mbcache", "jbd2", "ext4", "ata_piix", "fuse", "cuse", "e1000")
+            if one != name]
+
+
+def test_a_machine_with_its_device_files_runs_everything(board, capsys):
+    assert board(ALL_IS_WELL)
+    assert "skipped" not in capsys.readouterr().out
+
+
+def test_a_machine_without_device_files_fails_the_run_when_its_kernel_has_the_module(board, capsys):
+    assert not board(NO_DEVICES)
+    said = capsys.readouterr().out
+    assert "FAILED: boot 1: the kernel has CUSE, and yet the controller has no device file; init: " in said
+    assert "skipped" not in said and "1 failures" in said
+
+
+def test_a_kernel_without_the_module_is_a_skip_that_the_last_line_counts(board, capsys):
+    assert board(NO_DEVICES, modules=all_modules_but("cuse"))
+    assert re.search(r" 0 of (\d+) cells, \1 skipped for want of CUSE, ", capsys.readouterr().out.splitlines()[-1])
+
+
+def test_so_is_one_that_is_not_to_load_it(board, capsys):
+    assert board(NO_DEVICES, without_cuse=True)
+    assert "skipped for want of CUSE" in capsys.readouterr().out.splitlines()[-1]
+
+
+def test_a_kernel_without_another_module_ends_the_run(board):
+    with pytest.raises(SystemExit, match="no module ext4"):
+        board(NO_DEVICES, modules=all_modules_but("ext4"))
