@@ -49,7 +49,11 @@ inline constexpr std::uint32_t mw_a_dw = 100;
 // 154 → "15.4"
 inline std::string tenths(std::int64_t value) {
     const std::int64_t magnitude = value < 0 ? -value : value;
-    return (value < 0 ? "-" : "") + std::to_string(magnitude / 10) + "." + std::to_string(magnitude % 10);
+    std::string text = value < 0 ? "-" : "";
+    text += std::to_string(magnitude / 10);
+    text += '.';
+    text += std::to_string(magnitude % 10);
+    return text;
 }
 
 // Thousandths as tenths, rounded half away from zero: 12345 → "12.3", 12350 → "12.4", -50 → "-0.1", -49 → "0.0".
