@@ -74,8 +74,8 @@ class Shell:
         environment = {**os.environ, "PATH": f"{PREFIX}/bin:{os.environ['PATH']}", "XDG_RUNTIME_DIR": folder}
         environment.pop("VSWITCH_CONTROL", None)
         self._output = open(f"{folder}/output", "w+", encoding="utf-8")
-        self._process = subprocess.Popen(["bash"], stdin=subprocess.PIPE, stdout=self._output, stderr=self._output, text=True,
-                                         cwd=folder, env=environment, start_new_session=True)
+        self._process = subprocess.Popen(["bash"], stdin=subprocess.PIPE, stdout=self._output, stderr=self._output,
+                                         text=True, cwd=folder, env=environment, start_new_session=True)
 
     def type(self, line, ends_with=DONE):
         """What came until a line that begins in this way."""
@@ -119,13 +119,14 @@ def test_the_session_goes_as_the_document_shows_it(shell):
 
 def test_the_session_meets_what_a_first_session_is_for():
     typed = " ".join(line for line, _ in steps())
-    for needed in ("vswitch run", "status", "set --enable on", "--dry-run", "plug", "--why", "cycle", "watch", "check", "--format json"):
+    for needed in ("vswitch run", "status", "set --enable on", "--dry-run", "plug", "--why", "cycle", "watch", "check",
+                   "--format json"):
         assert needed in typed, needed
 
 
 @pytest.mark.parametrize("said, shown, alike", [
-    ("12.5 W", "12.6 W", True), ("232 yes", "225 yes", True), ("searching (2)", "overload (3)", False), ("port 2", "port 1", False),
-    ("12.5 W", "22.5 W", False), ("yes", "no", False), ("20 bytes", "12 bytes", False)])
+    ("12.5 W", "12.6 W", True), ("232 yes", "225 yes", True), ("searching (2)", "overload (3)", False),
+    ("port 2", "port 1", False), ("12.5 W", "22.5 W", False), ("yes", "no", False), ("20 bytes", "12 bytes", False)])
 def test_only_measured_figures_may_differ(said, shown, alike):
     assert shows([said], [shown], "poectl status") == alike
 
