@@ -76,6 +76,61 @@ def test_the_page_of_the_json_has_the_keys_of_every_command():
     assert told == known
 
 
+# --- the library ------------------------------------------------------------------------------------------------------
+
+HEADERS = PREFIX / "include/poe_client"
+
+
+def functions_of_c():
+    return set(re.findall(r"^POE_CLIENT_API .*?\b(poe_client_\w+)\(", (HEADERS / "poe_client.h").read_text(), re.MULTILINE))
+
+
+def test_the_page_of_the_library_has_every_function():
+    text = squeezed(" ".join(section("libpoe_client", "FUNCTIONS")))
+    told = set(re.findall(r"\bpoe_client_\w+[a-z]\b", text))
+    functions = functions_of_c()
+    assert told == {name for name in functions if "_begin_" not in name}
+    # What can be begun is every query and every setting, each told there.
+    requests = set(re.findall(r"\bpoe_client_(\w+)", " ".join(under(title) for title in ("Queries", "Settings"))))
+    requests.remove("seconds_until_on")
+    assert {f"poe_client_begin_{name}" for name in requests} == {name for name in functions if "_begin_" in name}
+    assert "poe_client_begin_NAME, which sends and returns at once" in text
+
+
+def under(title):
+    """The text below a heading of the functions."""
+    text = "\n".join(section("libpoe_client", "FUNCTIONS"))
+    return re.search(rf"^   {title}\n(.*?)(?=^   \S|\Z)", text, re.MULTILINE | re.DOTALL).group(1)
+
+
+def test_a_query_and_a_setting_have_one_name_in_all_three_languages():
+    of_python = (PREFIX / "lib/python3/dist-packages/poe_client/connection.py").read_text()
+    of_c_plus_plus = (HEADERS / "requests.h").read_text()
+    names = [name.partition("_begin_")[2] for name in functions_of_c() if "_begin_" in name]
+    assert len(names) == 25
+    for name in names:
+        for each in (name, f"begin_{name}"):
+            assert re.search(rf" {each}\(connection& daemon", of_c_plus_plus.replace("(\n    ", "(")), each
+            assert f"    def {each}(self" in of_python, each
+
+
+def test_the_page_of_the_library_has_every_error():
+    enumerators = re.search(r"enum poe_client_error \{(.*?)\}", (HEADERS / "poe_client.h").read_text(), re.DOTALL).group(1)
+    of_c = set(re.findall(r"(POE_CLIENT_\w+) = [1-9]", enumerators))
+    kinds = set(re.findall(r"^    (\w+),", (HEADERS / "result.h").read_text(), re.MULTILINE)) - {"none"}
+    of_python = set(re.findall(r"^class (\w+)\(PoeError\b",
+                               (PREFIX / "lib/python3/dist-packages/poe_client/errors.py").read_text(), re.MULTILINE))
+    told = set(" ".join(section("libpoe_client", "ERRORS")).replace(",", " ").split())
+    assert {word for word in told if word.startswith("POE_CLIENT_")} == of_c
+    assert kinds <= told and of_python <= told and len(of_python) == len(of_c)
+
+
+def test_the_page_of_the_library_shows_the_units_as_they_are_in_the_names():
+    text = squeezed(" ".join(section("libpoe_client", "DESCRIPTION")))
+    for unit in ("_mw", "_w", "_wh", "_mv", "_ma", "_mc", "_s", "_ms", "_tick"):
+        assert re.search(rf"(?<!\w){unit}\b", text), unit
+
+
 # --- the command ------------------------------------------------------------------------------------------------------
 
 

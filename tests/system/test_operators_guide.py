@@ -51,13 +51,61 @@ def test_every_exit_status_is_in_the_guide():
         assert number == code and text.startswith(meaning)
 
 
-@pytest.mark.parametrize("line", sorted(set(re.findall(r"`?(poectl (?:port|cycle|system|check|schedule|counters|doctor|status)[^`\n#|]*)", GUIDE))))
+VERBS = ("status", "port", "system", "bank", "cycle", "schedule", "energy", "counters", "watch", "top", "check", "doctor",
+         "completion")
+# These go on until they are ended, or need no daemon.
+WITHOUT_END = ("watch", "top", "completion")
+LINES = sorted(set(re.findall(rf"`?(poectl (?:{'|'.join(verb for verb in VERBS if verb not in WITHOUT_END)})\b[^`\n#|]*)",
+                              GUIDE)))
+
+
+def test_every_verb_is_in_the_guide():
+    groups = poectl("--help").stdout.partition("Look:")[2].partition("Examples:")[0]
+    assert sorted(VERBS) == sorted(re.findall(r"^  (\w+) ", groups, re.MULTILINE))
+    assert [verb for verb in VERBS if not re.search(rf"poectl {verb}\b", GUIDE)] == []
+
+
+@pytest.mark.parametrize("line", LINES)
 def test_every_line_of_the_guide_is_good_usage(line):
     line = line.replace(" N", " 2").replace('"', "").strip()
     run = poectl(*line.split()[1:], "--socket", "/nonexistent/daemon")
     assert run.returncode in (0, 1, 3) and "--help" not in run.stderr, run.stderr
     if "check" in line:
         assert "/nonexistent/daemon" in run.stdout
+
+
+def typed_to(purpose):
+    """The words that the guide's table of everyday changes has for a purpose, without the command."""
+    (words,) = [words for what, words in rows("To") if what == purpose]
+    return words.strip("`").split()[1:]
+
+
+def ports(world):
+    return world.poectl_json("status")["ports"]
+
+
+def test_restarting_all_devices_leaves_disabled_ports_alone(make_world):
+    world = make_world(speed=1000)
+    world.vswitch("plug", "2", "--class", "4", "--load", "12.5")
+    assert world.poectl("port", "2", "set", "--enable", "on").returncode == 0
+    delivers = [False, True, False, False]
+    world.wait_for("power", lambda: [one["status"]["name"] == "delivering" for one in ports(world)] == delivers)
+    done = world.poectl(*typed_to("restart all devices"))
+    assert (done.returncode, done.stderr) == (0, "") and done.stdout.startswith("done: power-cycle of port 2 (lan2)\n")
+    assert [one["settings"]["enabled"] for one in ports(world)] == delivers
+
+
+def budget_mw(world):
+    return world.poectl_json("system")["system"]["total_mw"]
+
+
+def test_the_bank_lowers_what_all_ports_may_draw(make_world):
+    world = make_world(speed=1000)
+    purpose = "lower what all ports may draw together, until the daemon's next start"
+    assert world.poectl(*typed_to(purpose)).returncode == 0
+    world.wait_for("the lower budget", lambda: budget_mw(world) == 200_000)
+    world.restart_daemon()
+    world.wait_for("the usual budget", lambda: budget_mw(world) == 300_000)
 
 
 def test_every_column_of_the_status_is_in_the_guide():
