@@ -8,7 +8,9 @@ from harness.registry import Absent
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 PRESET = "bench"
-PRODUCT = ("poe_drv", "poectl", "vswitch", "vswitch_preload")
+# What is measured, and the folders that install it; the rest of the product is not built.
+PRODUCT = ("poe_drv", "vswitch", "vswitch_preload")
+PRODUCT_FOLDERS = ("poe_drv", "virtual_switch")
 PROGRAMS = "bench_programs"  # a target that depends on every program of bench/
 JOBS = "-j2"
 OURS = "this tree"
@@ -42,13 +44,18 @@ def _run(*command, folder=PROJECT):
     return done.stdout.strip()
 
 
+def _install(tree):
+    for folder in PRODUCT_FOLDERS:
+        _run("cmake", "--install", tree.build / folder)
+
+
 def here(build=True):
     """This tree, built with the `bench` preset and installed beside it."""
     tree = Tree(OURS, PROJECT / "build" / PRESET)
     if build:
         _run("cmake", "--preset", PRESET)
         _run("cmake", "--build", tree.build, "--target", *PRODUCT, PROGRAMS, "--", JOBS)
-        _run("cmake", "--install", tree.build)
+        _install(tree)
         _note(tree).write_text(_revision_of_sources() + "\n")
     return tree
 
@@ -82,5 +89,5 @@ def other(revision):
     targets = _run("ninja", "-C", tree.build, "-t", "targets", "all")
     programs = [PROGRAMS] if f"{PROGRAMS}: " in targets else []
     _run("cmake", "--build", tree.build, "--target", *PRODUCT, *programs, "--", JOBS)
-    _run("cmake", "--install", tree.build)
+    _install(tree)
     return tree
