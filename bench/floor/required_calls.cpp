@@ -8,7 +8,6 @@
 #include <ctime>
 
 #include <pthread.h>
-#include <sys/select.h>
 #include <unistd.h>
 
 #include "clock.h"
@@ -57,14 +56,9 @@ int main(int count_of_words, char** words) {
     unsigned char message[longest_message];
     unsigned char reply[longest_message];
     for (;;) {
-        fd_set readable;
-        FD_ZERO(&readable);
-        FD_SET(descriptor, &readable);
-        if (select(descriptor + 1, &readable, nullptr, nullptr, nullptr) <= 0) continue;
         sockaddr_un peer;
         socklen_t peer_length = sizeof peer;
-        if (recvfrom(descriptor, message, sizeof message, 0, reinterpret_cast<sockaddr*>(&peer), &peer_length) <= 0)
-            continue;
+        if (!wait_and_receive(descriptor, message, peer, peer_length)) continue;
         const std::size_t length = reply_length(message[0]);
         pthread_mutex_lock(&record_lock);
         std::memcpy(reply, record, length);

@@ -7,7 +7,6 @@
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
-#include <sys/select.h>
 
 #include "floor/datagram_server.h"
 #include "floor/replies.h"
@@ -43,14 +42,9 @@ void call_the_controller(int calls) {
 [[noreturn]] void serve(int descriptor) {
     unsigned char message[longest_message];
     for (;;) {
-        fd_set readable;
-        FD_ZERO(&readable);
-        FD_SET(descriptor, &readable);
-        if (select(descriptor + 1, &readable, nullptr, nullptr, nullptr) <= 0) continue;
         sockaddr_un peer;
         socklen_t peer_length = sizeof peer;
-        if (recvfrom(descriptor, message, sizeof message, 0, reinterpret_cast<sockaddr*>(&peer), &peer_length) <= 0)
-            continue;
+        if (!wait_and_receive(descriptor, message, peer, peer_length)) continue;
         sendto(descriptor, message, reply_length(message[0]), MSG_DONTWAIT, reinterpret_cast<const sockaddr*>(&peer),
                peer_length);
     }
