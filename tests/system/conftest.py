@@ -1,5 +1,6 @@
 """Worlds for tests: one fresh world a test, made when the test asks for it and gone when it ends."""
 import pathlib
+import signal
 import subprocess
 
 import pytest
@@ -7,6 +8,13 @@ import pytest
 from world import CC, World
 
 FIXTURES = pathlib.Path(__file__).parent / "fixtures"
+
+
+# Whoever started this in the background or under nohup ignores these, and so would every program of a test. A signal that
+# is caught here is a program's default again.
+for ignored in (signal.SIGINT, signal.SIGHUP):
+    if signal.getsignal(ignored) == signal.SIG_IGN:
+        signal.signal(ignored, lambda number, frame: None)
 
 
 def pytest_configure(config):
@@ -18,7 +26,6 @@ def pytest_collection_modifyitems(config, items):
     if absent:
         config.hook.pytest_deselected(items=absent)
         items[:] = [item for item in items if item not in absent]
-
 
 
 @pytest.fixture

@@ -53,14 +53,20 @@ def moved_prefix(tmp_path_factory):
     return prefix
 
 
+def build_outside(source, build, moved_prefix, *options):
+    """A project of somebody else's, built against the moved tree."""
+    run("cmake", "-G", "Ninja", "-S", source, "-B", build, f"-DCMAKE_PREFIX_PATH={moved_prefix}", f"-DCMAKE_C_COMPILER={CC}",
+        *options)
+    run("cmake", "--build", build)
+
+
 @pytest.fixture(scope="session")
 def examples(moved_prefix, tmp_path_factory):
     """The examples, built by CMake as anybody would build them."""
     build = tmp_path_factory.mktemp("examples")
     flags = " ".join(STRICT)
-    run("cmake", "-S", EXAMPLES, "-B", build, f"-DCMAKE_PREFIX_PATH={moved_prefix}", f"-DCMAKE_C_COMPILER={CC}",
-        f"-DCMAKE_CXX_COMPILER={CXX}", f"-DCMAKE_C_FLAGS=-std=c99 {flags}", f"-DCMAKE_CXX_FLAGS={flags}")
-    run("cmake", "--build", build, "--parallel", "2")
+    build_outside(EXAMPLES, build, moved_prefix, f"-DCMAKE_CXX_COMPILER={CXX}", f"-DCMAKE_C_FLAGS=-std=c99 {flags}",
+                  f"-DCMAKE_CXX_FLAGS={flags}")
     return build
 
 
@@ -203,9 +209,7 @@ def test_cmake_gives_the_static_library_too_and_no_other_version(moved_prefix, p
         "if(poe_client_FOUND)\n  message(FATAL_ERROR \"version 2\")\nendif()\nfind_package(poe_client 1.0 REQUIRED)\n"
         f"add_executable(one {EXAMPLES}/port_status.c)\nset_property(TARGET one PROPERTY LINKER_LANGUAGE CXX)\n"
         "target_link_libraries(one PRIVATE poe_client::poe_client_static)\n")
-    run("cmake", "-S", tmp_path, "-B", tmp_path / "build", f"-DCMAKE_PREFIX_PATH={moved_prefix}",
-        f"-DCMAKE_C_COMPILER={CC}", f"-DCMAKE_CXX_COMPILER={CXX}")
-    run("cmake", "--build", tmp_path / "build")
+    build_outside(tmp_path, tmp_path / "build", moved_prefix, f"-DCMAKE_CXX_COMPILER={CXX}")
     assert "poe_client" not in run("readelf", "-d", tmp_path / "build/one")
     assert "port 2: delivering" in run(tmp_path / "build/one", env=environment(powered_world))
 
@@ -214,9 +218,7 @@ def test_a_project_of_c_alone_can_use_the_package(moved_prefix, tmp_path):
     (tmp_path / "CMakeLists.txt").write_text(
         "cmake_minimum_required(VERSION 3.16)\nproject(outside LANGUAGES C)\nfind_package(poe_client REQUIRED)\n"
         f"add_executable(one {EXAMPLES}/port_status.c)\ntarget_link_libraries(one PRIVATE poe_client::poe_client)\n")
-    run("cmake", "-S", tmp_path, "-B", tmp_path / "build", f"-DCMAKE_PREFIX_PATH={moved_prefix}",
-        f"-DCMAKE_C_COMPILER={CC}")
-    run("cmake", "--build", tmp_path / "build")
+    build_outside(tmp_path, tmp_path / "build", moved_prefix)
 
 
 # --- the guide --------------------------------------------------------------------------------------------------------
