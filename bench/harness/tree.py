@@ -1,6 +1,7 @@
 """Trees to measure: this one, and another revision's in a worktree under build/."""
 import dataclasses
 import pathlib
+import shutil
 import subprocess
 import sys
 
@@ -56,7 +57,7 @@ def here(build=True):
         _run("cmake", "--preset", PRESET)
         _run("cmake", "--build", tree.build, "--target", *PRODUCT, PROGRAMS, "--", JOBS)
         _install(tree)
-        _note(tree).write_text(_revision_of_sources() + "\n")
+        _note(tree).write_text(revision_of(PROJECT) + "\n")
     return tree
 
 
@@ -70,9 +71,12 @@ def _note(tree):
     return tree.build / "built-revision"
 
 
-def _revision_of_sources():
-    name = _run("git", "rev-parse", "--short", "HEAD")
-    return name + ("+" if _run("git", "status", "--porcelain") else "")
+def revision_of(sources):
+    """Sources may have come without git, or without their history."""
+    if not shutil.which("git") or not (sources / ".git").exists():
+        return "unknown"
+    name = _run("git", "rev-parse", "--short", "HEAD", folder=sources)
+    return name + ("+" if _run("git", "status", "--porcelain", folder=sources) else "")
 
 
 def other(revision):

@@ -2,7 +2,7 @@
 import pytest
 
 from harness.registry import Absent
-from harness.tree import OURS, Tree, built_revision
+from harness.tree import OURS, PROJECT, Tree, built_revision, revision_of
 
 
 def test_a_run_names_the_revision_that_was_built_not_the_one_that_is_checked_out(tmp_path):
@@ -17,6 +17,12 @@ def test_a_tree_that_was_built_by_hand_is_of_an_unknown_revision(tmp_path):
 def test_a_program_of_this_tree_that_was_not_built_is_a_fault(tmp_path):
     with pytest.raises(FileNotFoundError, match="floor/echo was not built"):
         Tree(OURS, tmp_path).program("floor/echo")
+
+
+def test_sources_without_git_or_without_their_history_are_of_an_unknown_revision(tmp_path, monkeypatch):
+    assert revision_of(tmp_path) == "unknown"
+    monkeypatch.setenv("PATH", str(tmp_path))
+    assert revision_of(PROJECT) == "unknown"
 
 
 @pytest.mark.parametrize("revision, name", [("abc1234", "floor/echo"), (OURS, "alternatives/dbus_service")])
