@@ -56,17 +56,18 @@ std::string device_server::serve(unique_fd controller, unique_fd cpld) {
     return cpld_.serve(std::move(cpld), cpld_device, device_file::cpld, events_of(device_file::cpld));
 }
 
-// The daemon is whoever has the controller open.
+// The daemon runs for as long as anybody has the controller open: who comes to it beside the daemon, and goes again,
+// has neither started nor ended it.
 cuse_events device_server::events_of(device_file kind) {
     const bool is_controller = kind == device_file::controller;
     return {.appeared = [this] { device_appeared(); },
             .opened =
                 [this, is_controller] {
-                    if (is_controller) model_.daemon_started();
+                    if (is_controller && openings_of_controller_++ == 0) model_.daemon_started();
                 },
             .closed =
                 [this, is_controller] {
-                    if (is_controller) model_.daemon_stopped();
+                    if (is_controller && --openings_of_controller_ == 0) model_.daemon_stopped();
                 },
             .ended =
                 [this] {

@@ -59,6 +59,7 @@ class device_server {
     unique_fd signals_;
     event_loop::clock::time_point started_ = event_loop::clock::now();
     unsigned devices_there_ = 0;
+    unsigned openings_of_controller_ = 0;  // the kernel tells of a closing only after its opening
     std::function<void()> ready_;
     int exit_status_ = 0;
 };

@@ -322,6 +322,20 @@ TEST_F(device_server_test, the_daemon_runs_while_it_has_the_controller_open) {
     EXPECT_THAT(ask({"show", "ports"}), HasSubstr("Daemon not running"));
 }
 
+TEST_F(device_server_test, another_opener_neither_starts_the_daemon_again_nor_ends_it) {
+    serve();
+    controller.initialise();
+    cpld.initialise();
+    controller.open_file();
+    controller.open_file();
+    controller.close_file();
+    EXPECT_THAT(ask({"show", "ports"}), HasSubstr("Daemon running"));
+    EXPECT_THAT(ask({"show", "counters"}), ContainsRegex("daemon starts +1$"));
+    EXPECT_THAT(ask({"frames", "--notes"}), testing::Not(HasSubstr("daemon stopped")));
+    controller.close_file();
+    EXPECT_THAT(ask({"show", "ports"}), HasSubstr("Daemon not running"));
+}
+
 TEST_F(device_server_test, verbs_about_the_daemon_are_refused_and_its_own_are_served) {
     serve();
     for (const char* verb : {"daemon", "start", "stop", "restart", "wait", "world", "enter"})
