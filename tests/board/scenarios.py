@@ -1,19 +1,28 @@
 """What the switch must do on its machine, boot by boot. A scenario is a function of the machine and what is known about
 the run; it raises Missed with what was seen."""
+import base64
 import errno
+import gzip
 import json
+import pathlib
 import re
+import tempfile
 import time
 from dataclasses import dataclass, field
 
+import flash
 import measuring
 import preparing
+import system_calls
 from console import Missed
 
 DAEMON = "/opt/poe/sbin/poe_drv"
 STATUS_LINE = "poe user space driver running."
 CONTROLLER, CPLD = "/dev/poe_kernel_drv", "/dev/cpld_rtl819x"
 DEVICES = {CONTROLLER, CPLD}
+SHELL_DEVICES = {"/dev/kmsg"}  # for one line in the kernel's log
+DEVICE_CALLS = {(CONTROLLER, "_IOC(_IOC_READ|_IOC_WRITE, 0xdd, 0x3, 0x10)"): "transaction",
+                (CPLD, "_IOC(_IOC_WRITE, 0xd2, 0x3, 0x3)"): "CPLD write"}
 TRANSACTION, CPLD_WRITE, CPLD_READ, UNKNOWN = "C010DD03", "8003D203", "4002D201", "0000D2FF"
 # All that the daemon may have in its memory; a preload library would be one more.
 DAEMON_FILES = {DAEMON, "/opt/poe/lib/libpoe_ipc.so", "/opt/poe/lib/liblink_mon_intf.so", "/opt/poe/lib/libOrvCom.so",
@@ -23,9 +32,13 @@ WATTS = {1: 12.5, 2: 40.0, 3: 24.0, 4: 4.0}
 ROUNDING_W = 0.1
 FAILING_S = 30
 SLOW_MS = 20000
+STATISTICS_FILE = "/flash/poe_statistics.txt"
+FORMER_STATISTICS = ["0, 11, 111", "1, 12, 112", "2, 13, 113", "3, 14, 114"]
 STATISTICS = ["0, 3600, 5400000000", "1, 7200, 1000", "2, 0, 0", "3, 1, 2"]  # seconds and milliwatt-seconds
 BUDGET_W = 240
+MOMENTS, DIFFERENT_PAUSES, PAUSE_S = 60, 7, 0.013
 DELIVERING = r"delivering \(1\)"
+SWITCHED_OFF, NOT_SWITCHED_OFF = r"switched off by itself +yes", r"switched off by itself +no"
 
 
 @dataclass
@@ -112,6 +125,8 @@ def every_request_on_them_does_what_it_must(machine, _):
         copied_in = device == CONTROLLER and request == CPLD_WRITE
         wanted = errno.EFAULT if (device, request) in nowhere or copied_in else errno.ENOTTY
         expect(f"{request} on {device} with nothing behind it fails with {errno.errorcode[wanted]}", error == wanted, error)
+    shown = machine.say("vswitch show ports")
+    expect("who opens the controller beside the daemon does not end it", "Daemon running" in shown, shown)
 
 
 def power_four_ports(machine):
@@ -177,14 +192,14 @@ def a_real_link_that_goes_down_gives_its_port_the_power_back(machine, run):
     machine.cable(port, plugged=True)
     run.faults += 1
     machine.expect("the interface has a carrier", f"lan{port}: <.*LOWER_UP", f"ip link show lan{port}")
-    machine.expect("the linked port without power is switched off", r"switched off by itself +yes",
+    machine.expect("the linked port without power is switched off", SWITCHED_OFF,
                    f"poectl port {port} show")
     expect("and the controller was told", not ports(machine)[port]["power_on"], ports(machine)[port])
     before = newest_frame(machine)
     machine.cable(port, plugged=False)
     run.faults += 1
     machine.expect("the interface has lost its carrier", f"lan{port}: <NO-CARRIER", f"ip link show lan{port}")
-    machine.expect("the port is no longer switched off", r"switched off by itself +no", f"poectl port {port} show")
+    machine.expect("the port is no longer switched off", NOT_SWITCHED_OFF, f"poectl port {port} show")
     settings = settings_after(machine, before)
     expect("it was powered by one command", settings == [("set port power", {f"port_{port}": "1"})], settings)
     machine.say(f"vswitch unplug {port}")
@@ -199,10 +214,10 @@ def an_interface_that_is_taken_down_counts_as_no_link(machine, run):
     machine.say(f"vswitch unplug {port}")
     machine.say(f"vswitch plug {port} --broken bad-signature")
     run.faults += 1
-    machine.expect("the linked port without power is switched off", r"switched off by itself +yes",
+    machine.expect("the linked port without power is switched off", SWITCHED_OFF,
                    f"poectl port {port} show")
     machine.say(f"ip link set lan{port} down")
-    machine.expect("the port is no longer switched off", r"switched off by itself +no", f"poectl port {port} show")
+    machine.expect("the port is no longer switched off", NOT_SWITCHED_OFF, f"poectl port {port} show")
     machine.say(f"ip link set lan{port} up")
     machine.cable(port, plugged=False)
     machine.say(f"vswitch unplug {port}")
@@ -237,24 +252,53 @@ def a_slow_controller_holds_up_nobody_else(machine, run):
 def what_the_daemon_saved_is_written_before_the_power_is_cut(machine, run):
     machine.say(f"echo {BUDGET_W} >/flash/power_budget; sync")
     for line in STATISTICS:
-        machine.say(f"echo '{line}' >>/flash/poe_statistics.txt")
+        machine.say(f"echo '{line}' >>{STATISTICS_FILE}")
     machine.say("poectl energy on")  # adds what the file holds
-    machine.say("rm /flash/poe_statistics.txt; sync; touch /flash/synced; sync")
+    machine.say(f"rm {STATISTICS_FILE}; sync; touch /flash/synced; sync")
     machine.say("poectl energy on")  # saves what the records hold
-    machine.expect("the statistics are saved", re.escape(STATISTICS[0]), "cat /flash/poe_statistics.txt")
+    machine.expect("the statistics are saved", re.escape(STATISTICS[0]), f"cat {STATISTICS_FILE}")
     machine.say("echo lost >/flash/not-synced")
     machine.cut_the_power()
     run.faults += 1
 
 
 def the_statistics_file_is_whole_after_the_power_cut(machine, _):
-    held = machine.say("cat /flash/poe_statistics.txt").splitlines()
+    held = machine.say(f"cat {STATISTICS_FILE}").splitlines()
     expect("the file has what was saved", held == STATISTICS, held)
     serving(machine)
     machine.say("poectl energy on")
     totals = machine.expect("the totals are the old ones", r"(?s)\{.*\}", "poectl energy --json")[0]
     first = json.loads(totals)["ports"][0]
     expect("port 1 had 3600 s and 1500 Wh", (first["powered_s"], first["energy_mwh"]) == (3600, 1500000), first)
+
+
+def the_statistics_file_is_whole_whenever_the_power_goes_while_it_is_written(machine, run):
+    """A file of another version is put there, the daemon replaces it, and so on; meanwhile somebody syncs all the time, so
+    that what is half done reaches the medium too."""
+    going, over = "/tmp/going", "/tmp/over"
+    for line in FORMER_STATISTICS:
+        machine.say(f"echo '{line}' >>/tmp/former")
+    machine.say(f"touch {going}; (while [ -e {going} ]; do sync; done) >/dev/null 2>&1 &")
+    machine.say(f"(while [ -e {going} ]; do cp /tmp/former /flash/former; mv /flash/former {STATISTICS_FILE}; poectl energy on; "
+                f"done; touch {over}) >/dev/null 2>&1 &")
+    versions = {"\n".join([*lines, ""]): 0 for lines in (FORMER_STATISTICS, STATISTICS)}
+    half_done = 0
+    with tempfile.TemporaryDirectory(dir=preparing.OURS) as folder:
+        image = pathlib.Path(folder) / "flash"
+        for moment in range(MOMENTS):
+            time.sleep(moment % DIFFERENT_PAUSES * PAUSE_S)
+            machine.flash_now(image)
+            run.faults += 1
+            flash.replay_journal(image)
+            held = flash.text_of(image, STATISTICS_FILE)
+            expect(f"moment {moment}: the file is one of the versions", held in versions, held)
+            versions[held] += 1
+            half_done += flash.holds(image, f"{STATISTICS_FILE}.new")
+    machine.say(f"rm {going}")
+    machine.expect("the last save is over", over, f"ls {over}")
+    former, new = versions.values()
+    expect("it was being replaced all the while", former and new, (former, new))
+    print(f"  {MOMENTS} moments: {former} with the former file, {new} with the new one, {half_done} within a save")
 
 
 def the_cut_was_a_real_one(machine, _):
@@ -274,19 +318,21 @@ def the_system_calls_on_the_device_files(machine, _):
     """The daemon of this boot was started under strace."""
     serving(machine)
     log = preparing.OURS / "devices.strace"
-    text = machine.say("head -c 262144 /tmp/devices.strace").replace("\r", "")
+    packed = machine.say("cp /tmp/devices.strace /tmp/log; gzip -c /tmp/log | base64; rm /tmp/log")
+    text = gzip.decompress(base64.b64decode(packed)).decode("utf-8", "replace")
     log.write_text(text, encoding="utf-8")
-    opened = set(re.findall(r'open(?:at)?\((?:AT_FDCWD, )?"(/dev/[^"]+)"', text))
-    expect(f"the device files that it opens are {sorted(DEVICES)}", opened == DEVICES, sorted(opened))
-    calls = re.findall(r"ioctl\(\d+(?:<[^>]*>)?, (_IOC\([^)]*\))", text)
-    kinds = {kind: calls.count(kind) for kind in sorted(set(calls))}
-    known = {"_IOC(_IOC_READ|_IOC_WRITE, 0xdd, 0x3, 0x10)": "controller", "_IOC(_IOC_WRITE, 0xd2, 0x3, 0x3)": "cpld write"}
-    expect(f"its calls are {sorted(known)}", set(kinds) == set(known), kinds)
-    failed = [line for line in text.splitlines() if "ioctl(" in line and re.search(r"= -1", line)]
-    expect("none of them failed", not failed, failed[:5])
-    for kind, count in kinds.items():
-        print(f"  {count:5} x ioctl {kind}: {known[kind]}")
-    print(f"  the whole log: {log}")
+    judge_system_calls(system_calls.Calls(text))
+    print(f"  the whole log, {len(text.splitlines())} calls: {log}")
+
+
+def judge_system_calls(calls):
+    expect(f"the device files that it opens are {sorted(DEVICES)}", calls.opened == DEVICES, sorted(calls.opened))
+    expect(f"those that its shells open are {sorted(SHELL_DEVICES)}", calls.opened_by_shells == SHELL_DEVICES,
+           sorted(calls.opened_by_shells))
+    expect(f"its calls are {sorted(DEVICE_CALLS)}", set(calls.ioctls) == set(DEVICE_CALLS), dict(calls.ioctls))
+    expect("none of them failed", not calls.failed, calls.failed[:5])
+    for call, what in DEVICE_CALLS.items():
+        print(f"  {calls.ioctls[call]:5} x ioctl {call[1]}: {what}")
 
 
 def a_failing_controller_leaves_its_marks_across_a_power_cut(machine, run):
@@ -351,7 +397,8 @@ RUNNING = [a_restarted_daemon_leaves_the_controller_alone, a_real_link_that_goes
            a_slow_controller_holds_up_nobody_else]
 CUT = [what_the_daemon_saved_is_written_before_the_power_is_cut]
 AFTER_THE_CUT = [the_cut_was_a_real_one, the_statistics_file_is_whole_after_the_power_cut,
-                 the_second_boot_programs_the_new_budget, the_system_calls_on_the_device_files]
+                 the_second_boot_programs_the_new_budget, the_system_calls_on_the_device_files,
+                 the_statistics_file_is_whole_whenever_the_power_goes_while_it_is_written]
 
 MEASURING = [((), [measured])]
 SHORT = [((), PROGRAM + CUT), (("traced",), AFTER_THE_CUT)]

@@ -1,0 +1,30 @@
+"""What the next boot would find on a flash whose power was cut: looked at from outside, on a copy."""
+import subprocess
+
+from console import Missed
+
+PLACE = "/flash/"  # where the machine has it
+MENDED = 1  # e2fsck: the journal's last changes were made, and all is well
+
+
+def replay_journal(image):
+    """As the kernel does when it mounts the file system; and nothing else may need to be mended."""
+    done = subprocess.run(["e2fsck", "-f", "-p", image], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+    if done.returncode > MENDED:
+        raise Missed(f"the file system is damaged: {done.stdout}")
+
+
+def holds(image, path):
+    """Whether a file of the root folder is there; `path` is the machine's."""
+    lines = _debugfs(image, "ls -p /").splitlines()
+    return path.removeprefix(PLACE) in {line.split("/")[5] for line in lines if line.count("/") > 5}
+
+
+def text_of(image, path):
+    """None without the file."""
+    return _debugfs(image, f"cat /{path.removeprefix(PLACE)}") if holds(image, path) else None
+
+
+def _debugfs(image, command):
+    return subprocess.run(["debugfs", "-R", command, image], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
+                          check=True).stdout
