@@ -81,9 +81,15 @@ def test_more_growth_is_one_that_names_who_has_grown_dearest_first(instructions)
         "transaction: 106 instructions, +6.0% on 100: sum +6, ask +2"]
 
 
-def test_a_path_that_costs_less_is_no_complaint(instructions):
-    known(instructions, {"transaction": {"ask": 60}})
-    assert not list(instructions.complaints({"transaction": {"ask": 6}}))
+def test_a_fall_up_to_a_twentieth_is_no_complaint(instructions):
+    known(instructions, {"transaction": {"ask": 60, "send": 40}})
+    assert not list(instructions.complaints({"transaction": {"ask": 55, "send": 40}}))
+
+
+def test_a_larger_fall_is_one_that_asks_for_new_counts_lest_it_grows_back_unnoticed(instructions):
+    known(instructions, {"transaction": {"ask": 60, "send": 38, "sum": 2}})
+    assert list(instructions.complaints({"transaction": {"ask": 57, "send": 37}})) == [
+        "transaction: 94 instructions, -6.0% on 100: ask -3, sum -2, send -1; renew the counts with --update"]
 
 
 def test_a_path_without_a_count_and_a_count_without_a_path_are_complaints(instructions):
