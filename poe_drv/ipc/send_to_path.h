@@ -1,4 +1,5 @@
-// A datagram to the socket that has a given path, for a sender that is not answering anybody. Any thread, no lock.
+// A datagram to the socket that has a given path, for a sender that is not answering anybody. On the
+// thread that sends replies (platform/poe_ipc.h), no lock.
 #pragma once
 
 struct timeval;

@@ -1,6 +1,5 @@
 #include "platform/poe_ipc.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -145,8 +144,8 @@ std::int64_t nanoseconds_of(const timeval& span) {
 
 // How full a send buffer is costs two system calls to ask. So it is asked only when what was sent since the last time
 // may have filled half of it, or when it was another socket's that was asked for.
-std::atomic<int> last_asked_socket{-1};
-std::atomic<int> bytes_until_asked{0};
+int last_asked_socket = -1;
+std::int64_t bytes_until_asked = 0;
 
 // The kernel charges a datagram's length and its own bookkeeping, rounded up to a power of two: never more than this.
 constexpr std::int64_t largest_bookkeeping = 4096;
@@ -156,22 +155,21 @@ constexpr std::int64_t largest_charge(int length) {
 
 bool is_surely_less_than_half_full(int descriptor, int length) {
     const std::int64_t charge = largest_charge(length);
-    if (last_asked_socket.load(std::memory_order_acquire) != descriptor) return false;
-    if (bytes_until_asked.load(std::memory_order_relaxed) < charge) return false;
-    bytes_until_asked.fetch_sub(static_cast<int>(charge), std::memory_order_relaxed);
+    if (last_asked_socket != descriptor || bytes_until_asked < charge) return false;
+    bytes_until_asked -= charge;
     return true;
 }
 
-// What cannot be asked counts as nothing, so that no reply is held back for it.
+// Where it cannot be asked nothing counts as unread, so that no reply is held back for it; the next send asks again.
 bool is_more_than_half_full(int descriptor, int length) {
     if (is_surely_less_than_half_full(descriptor, length)) return false;
     int unread = 0;
     int size = 0;
     socklen_t size_length = sizeof size;
-    ioctl(descriptor, SIOCOUTQ, &unread);
-    getsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &size, &size_length);
-    bytes_until_asked.store(size / 2 - unread, std::memory_order_relaxed);
-    last_asked_socket.store(descriptor, std::memory_order_release);
+    if (ioctl(descriptor, SIOCOUTQ, &unread) != 0) return false;
+    if (getsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &size, &size_length) != 0) return false;
+    bytes_until_asked = size / 2 - unread;
+    last_asked_socket = descriptor;
     return unread > size / 2;
 }
 
@@ -209,7 +207,7 @@ int __poe_drv_ipc_socket_and_bind_init(int* socket_out, const char* path) {
         return -1;
     }
     enlarge_send_buffer(descriptor);
-    last_asked_socket.store(-1, std::memory_order_release);  // a closed socket's number may come again
+    last_asked_socket = -1;  // a closed socket's number may come again
     *socket_out = descriptor;
     return 0;
 }

@@ -1,5 +1,8 @@
 // libpoe_ipc: local datagram sockets named by a path. A switch's own copy of the library takes the place of ours
 // without a rebuild, so the daemon relies on nothing but these two functions.
+//
+// One thread of a process makes all of these calls, whatever their sockets: what was sent is counted without a lock. In
+// the daemon it is the main thread.
 #pragma once
 
 struct timeval;

@@ -739,6 +739,15 @@ TEST_F(ipc_send_to_a_connected_client, one_that_never_reads_does_not_make_anothe
     EXPECT_EQ(errno, ECONNREFUSED);  // what the kernel says about the send, so there was one
 }
 
+TEST_F(ipc_send_to_a_connected_client, where_nobody_can_tell_how_full_the_buffer_is_nothing_is_held_back_once) {
+    ASSERT_GT(sent_without_a_read(), 12);
+    next_calls_end(kernel_call::getsockopt, {ENOBUFS, ENOBUFS});
+    EXPECT_EQ(send_to(daemon, connected_peer, reply, nullptr), 396);
+    EXPECT_EQ(send_to(daemon, connected_peer, reply, nullptr), 396);
+    EXPECT_TRUE(everything_was_handed_out());
+    EXPECT_EQ(send_to(daemon, connected_peer, reply, nullptr), -1);
+}
+
 TEST_F(ipc_send_to_a_connected_client, one_that_reads_is_always_answered) {
     for (int i = 0; i < 100; i++) {
         ASSERT_EQ(send_to(daemon, connected_peer, reply, nullptr), 396);
