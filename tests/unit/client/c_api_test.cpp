@@ -587,8 +587,8 @@ TEST(c_api_status, has_a_name_a_meaning_a_cause_and_a_remedy_under_every_number)
 TEST(c_api_status, above_15_is_unknown_and_has_its_texts_all_the_same) {
     for (const uint32_t number : {16U, 255U, 0xFFFFFFFFU}) {
         EXPECT_STREQ(poe_client_status_name(number), "unknown");
-        for (const char* text : {poe_client_status_meaning(number), poe_client_status_cause(number),
-                                 poe_client_status_remedy(number)})
+        for (const char* text :
+             {poe_client_status_meaning(number), poe_client_status_cause(number), poe_client_status_remedy(number)})
             EXPECT_STRNE(text, "");
     }
 }
