@@ -293,6 +293,14 @@ const char* poe_client_status_meaning(uint32_t status) {
     return status_meaning(status).data();
 }
 
+const char* poe_client_status_cause(uint32_t status) {
+    return status_code_of(status).cause.data();
+}
+
+const char* poe_client_status_remedy(uint32_t status) {
+    return status_code_of(status).remedy.data();
+}
+
 uint32_t poe_client_seconds_until_on(const poe_client_power_cycles* cycles, uint8_t port, int8_t re_enable_s) {
     if (cycles == nullptr || port >= POE_CLIENT_PORT_COUNT) return 0;
     const power_cycle_state state{.pending = cycles->port[port].pending != 0, .tick = cycles->port[port].tick};

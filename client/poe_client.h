@@ -240,9 +240,12 @@ enum poe_client_status {
     POE_CLIENT_STATUS_SWITCHED_ON = 15
 };
 
-/* A status's short name, such as "power-denied", and what it means. Never NULL; "unknown" for a number above 15. */
+/* A status's short name, such as "power-denied", what it means, what usually causes it and what to do. Never NULL; the
+   name is "unknown" for a number above 15. */
 POE_CLIENT_API const char* poe_client_status_name(uint32_t status);
 POE_CLIENT_API const char* poe_client_status_meaning(uint32_t status);
+POE_CLIENT_API const char* poe_client_status_cause(uint32_t status);
+POE_CLIENT_API const char* poe_client_status_remedy(uint32_t status);
 
 typedef struct poe_client_system_status {
     uint32_t total_mw;

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "poe_client/api.h"
+
 namespace poe_client {
 
 inline constexpr std::uint32_t status_delivering = 1;
@@ -19,13 +21,13 @@ struct status_code {
     std::string_view remedy;   // what to do
 };
 
-extern const std::array<status_code, 16> status_codes;
+POE_CLIENT_API extern const std::array<status_code, 16> status_codes;
 
 // The row of a code; for a number that is none a row whose name is "unknown".
-const status_code& status_code_of(std::uint32_t number);
+POE_CLIENT_API const status_code& status_code_of(std::uint32_t number);
 
 // The name of a code, "unknown" for a number that is none.
-std::string_view status_name(std::uint32_t number);
-std::string_view status_meaning(std::uint32_t number);
+POE_CLIENT_API std::string_view status_name(std::uint32_t number);
+POE_CLIENT_API std::string_view status_meaning(std::uint32_t number);
 
 }  // namespace poe_client

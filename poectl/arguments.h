@@ -13,7 +13,7 @@ struct parsed_arguments {
     bool go_on = false;  // `asked` is to be carried out; otherwise the program is done with `status`
     command asked;
     int status = 0;
-    std::string help;       // for standard output, also what a monitoring plugin says of bad usage
+    std::string help;       // for standard output, also what programs and monitoring systems are told of bad usage
     std::string complaint;  // for standard error
 };
 

@@ -1,16 +1,20 @@
 #include "poectl/command_line.h"
 
+#include <sstream>
+
 #include "poectl/exit_status.h"
 #include "poectl/verbs/verbs.h"
 #include "poectl/words.h"
+#include "poectl/wrap.h"
 
 namespace poectl {
 
 namespace {
 
 constexpr const char* description =
-    "Looks at and changes Power over Ethernet on this switch, through the daemon poe_drv.\n"
-    "Ports are 1 to 4, as on the panel; the name of a port's interface does as well.";
+    "Looks at and changes Power over Ethernet on this switch, through the daemon\n"
+    "poe_drv. Ports are 1 to 4, as on the panel; the name of a port's interface does\n"
+    "as well.";
 
 constexpr const char* examples =
     "Examples:\n"
@@ -21,13 +25,14 @@ constexpr const char* examples =
     "  poectl doctor                    when nothing works\n";
 
 constexpr const char* footer_of_commands =
-    "The options and the exit statuses that poectl --help lists are those of every command.";
+    "The options and the exit statuses that poectl --help lists are those of every\n"
+    "command.";
 
 std::string footer() {
     std::string text = std::string(examples) + "\nExit status:";
     for (std::size_t i = 0; i < exit_statuses.size(); i++) {
         text += (i == 0   ? " "
-                 : i == 5 ? ",\n             "
+                 : i == 4 ? ",\n             "
                           : ", ") +
                 std::to_string(i) + " " + std::string(exit_statuses[i].meaning);
     }
@@ -107,6 +112,7 @@ command_line::command_line(command& into) : app(description, "poectl"), asked(in
     add_watch(*this);
     add_top(*this);
     add_completion(*this);
+    add_help(*this);
     // Last, so that it stands at the top only.
     app.set_help_all_flag("--help-all", "the help of every command, and exit");
 }
@@ -147,8 +153,35 @@ CLI::Option* command_line::add_port_list(CLI::App& owner, poe_client::port_bitma
     return option;
 }
 
+void add_help(command_line& line) {
+    auto* help = line.app.add_subcommand("help", "the help of a command, as --help behind it");
+    help->group(group_help);
+    help->footer(footer_of_commands);
+    help->preparse_callback([&line](std::size_t) { line.help_with.emplace(); });
+    auto* which = help->add_option_function<choices>(
+        "COMMAND", [&line](const choices& words) { line.help_with = words; }, "a command, such as status or port set");
+    which->type_name("")->expected(-1);
+    for (const auto* one : line.app.get_subcommands([](const CLI::App*) { return true; }))
+        line.values[which].push_back(one->get_name());
+}
+
+std::string help_of(const CLI::App& app) {
+    constexpr std::size_t width = 80, column = 30, indent = 2;
+    std::istringstream lines(app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal));
+    std::string text;
+    for (std::string line; std::getline(lines, line);) {
+        const bool is_entry = line.find_first_not_of(' ') == indent;
+        for (const auto& part : wrapped({line}, width, is_entry ? column - indent : 0)) {
+            for (const auto& one : part)
+                text += one.text;
+            text += '\n';
+        }
+    }
+    return text;
+}
+
 std::string help_of_all(const CLI::App& app) {
-    std::string text = app.help("", CLI::AppFormatMode::Normal);
+    std::string text = help_of(app);
     for (const auto* subcommand : app.get_subcommands([](const CLI::App* one) { return !one->get_group().empty(); }))
         text += "\n----\n\n" + help_of_all(*subcommand);
     return text;

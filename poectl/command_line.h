@@ -3,6 +3,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,6 +32,7 @@ struct command_line {
     std::map<const CLI::Option*, choices> values;  // what an option or a positional can be, where that is a short list
     std::uint32_t timeout_ms = static_cast<std::uint32_t>(poe_client::default_timeout.count());
     bool json = false;
+    std::optional<choices> help_with;  // the way to a command whose help is asked for
 
     explicit command_line(command& into);
 
@@ -66,10 +68,14 @@ struct command_line {
 
 const choices& on_or_off();
 
-// Options that watch and top share.
-void add_watch_options(command_line& line, CLI::App& app);
+// Commands of a line by their names, such as in `poectl help`.
+void add_help(command_line& line);
 
-// The help of a command and of every command below it.
+// Options that watch and top share; `unit` is what they count.
+void add_watch_options(command_line& line, CLI::App& app, const std::string& unit);
+
+// The help of a command, in 80 columns, and that of every command below it, too.
+std::string help_of(const CLI::App& app);
 std::string help_of_all(const CLI::App& app);
 
 // The names of all verbs of the first level, for a complaint.

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "poectl/exit_status.h"
+#include "poectl/file_kind.h"
 
 namespace poectl {
 
@@ -11,12 +12,19 @@ using poe_client::failure_kind;
 
 namespace {
 
+constexpr const char* name_the_socket = "name poe_drv's socket with --socket or POE_DRV_SOCKET";
+
 problem no_daemon(int why, const std::string& socket_path) {
     problem one{.exit_status = exit_no_daemon,
                 .what = "cannot reach the daemon",
                 .why = "cannot use the socket " + socket_path + ": " + std::strerror(why),
-                .advice = "name poe_drv's socket with --socket or POE_DRV_SOCKET"};
-    if (why == ENOENT) {
+                .advice = name_the_socket};
+    // The system says the same of a socket without its process and of what is no socket.
+    struct stat file {};
+    const bool is_no_socket = why == ECONNREFUSED && stat(socket_path.c_str(), &file) == 0 && !S_ISSOCK(file.st_mode);
+    if (is_no_socket) {
+        one.why = socket_path + " is " + words_of_kind(file.st_mode) + ", not a socket";
+    } else if (why == ENOENT) {
         one.why = "there is no socket at " + socket_path;
         one.advice = "start poe_drv; if it runs elsewhere, name its socket with --socket. 'poectl doctor' looks closer";
     } else if (why == ECONNREFUSED) {

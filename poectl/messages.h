@@ -1,4 +1,5 @@
-// Failures for people: what, why and what to try next, and the exit status that goes with it. Pure.
+// Failures for people: what, why and what to try next, and the exit status that goes with it. Nothing is touched but
+// the path of a socket that nobody answers at, which is looked at.
 #pragma once
 
 #include <chrono>

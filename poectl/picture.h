@@ -48,18 +48,25 @@ struct cell {
 struct column {
     std::string heading;
     bool to_the_right = false;
-    bool can_go = false;  // left out where the table would be too wide
+    std::uint8_t leaves = 0;  // where the table would be too wide, 1 is left out first; 0 stays
+    bool wraps = false;       // of the last column: goes on in the next line where there is no room for it
 };
 
 enum class shown_on : std::uint8_t { everything, terminals, files };
 
 // With columns it is a table; without, each row is a line of text made of its cells. A list of labels is a table whose
 // headings are empty.
+//
+// On a screen no line is longer than the screen is wide: tables leave columns out or become lists, lines are broken
+// between words. What cannot be broken has narrower blocks that may stand in its place.
 struct block {
     std::vector<column> columns;
     std::vector<std::vector<cell>> rows;
     shown_on where = shown_on::everything;
-    bool follows_on = false;  // without an empty line before it
+    bool follows_on = false;           // without an empty line before it
+    bool is_whole = false;             // its lines are never broken: programs read them
+    std::size_t least_width = 0;       // where there is less room than that
+    std::vector<block> narrower = {};  // the first of these that has room is shown, or else the last
 };
 
 // Lines of text, as they are.
@@ -76,7 +83,7 @@ inline block paragraph(std::string_view lines, shown_on where = shown_on::everyt
 
 inline block labels(std::vector<std::vector<cell>> rows) {
     block list;
-    list.columns.resize(2);
+    list.columns = {{.heading = {}}, {.heading = {}, .wraps = true}};
     list.rows = std::move(rows);
     return list;
 }

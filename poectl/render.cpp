@@ -6,6 +6,10 @@ namespace poectl {
 
 namespace {
 
+facts command_facts(const report& what) {
+    return what.command.empty() ? facts(nullptr) : facts(what.command);
+}
+
 facts error_facts(const std::optional<problem>& error) {
     if (!error) return nullptr;
     return {{"name", exit_statuses[static_cast<std::size_t>(error->exit_status)].name},
@@ -56,7 +60,8 @@ std::vector<std::pair<std::string, facts>> flattened(const facts& value) {
 }
 
 facts document_of(const report& what) {
-    facts whole{{"schema_version", schema_version}, {"command", what.command}, {"error", error_facts(what.error)}};
+    facts whole{
+        {"schema_version", schema_version}, {"command", command_facts(what)}, {"error", error_facts(what.error)}};
     for (const auto& [shape, items] : what.seen.sections) {
         auto& place = whole[std::string(shape.key)];
         if (shape.is_list) {
@@ -73,7 +78,7 @@ facts document_of(const report& what) {
 std::vector<facts> lines_of(const report& what) {
     std::vector<facts> lines;
     const auto add = [&](std::string_view record, const facts& item) {
-        facts line{{"schema_version", schema_version}, {"command", what.command}, {"record", record}};
+        facts line{{"schema_version", schema_version}, {"command", command_facts(what)}, {"record", record}};
         line.update(item);
         lines.push_back(std::move(line));
     };

@@ -17,7 +17,7 @@ namespace poectl {
 inline constexpr int schema_version = 1;
 
 struct report {
-    std::string_view command;  // its name, such as "port show"
+    std::string_view command;  // its name, such as "port show"; empty where nobody knows which one was meant
     const picture& seen;
     std::optional<problem> error;
 };

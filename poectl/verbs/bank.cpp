@@ -22,7 +22,7 @@ failure look_at_bank(connection& daemon, change_records& into) {
 }  // namespace
 
 void add_bank(command_line& line) {
-    auto* bank = line.add(line.app, "bank", "the power bank limit", verb::bank_show);
+    auto* bank = line.add(line.app, "bank", "the power bank limit: show it, or set it", verb::bank_show);
     bank->group(group_look);
     line.add(*bank, "show", "the limit", verb::bank_show);
     auto* set = line.add(*bank, "set", "change the limit", verb::bank_set);

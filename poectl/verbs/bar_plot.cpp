@@ -43,4 +43,28 @@ std::string bar_plot(std::span<const std::optional<std::int64_t>> thousandths) {
     return text;
 }
 
+std::vector<std::optional<std::int64_t>> condensed(std::span<const std::optional<std::int64_t>> thousandths,
+                                                   std::size_t values_a_bar) {
+    std::vector<std::optional<std::int64_t>> bars;
+    for (std::size_t i = 0; i < thousandths.size(); i += values_a_bar) {
+        std::int64_t sum = 0, known = 0;
+        for (const auto& value : thousandths.subspan(i, std::min(values_a_bar, thousandths.size() - i))) {
+            sum += value.value_or(0);
+            known += value ? 1 : 0;
+        }
+        bars.push_back(known > 0 ? std::optional(sum / known) : std::nullopt);
+    }
+    return bars;
+}
+
+std::size_t width_of_plot(std::string_view plot) {
+    std::size_t widest = 0;
+    while (!plot.empty()) {
+        const std::size_t end = std::min(plot.find('\n'), plot.size());
+        widest = std::max(widest, end);
+        plot.remove_prefix(std::min(end + 1, plot.size()));
+    }
+    return widest;
+}
+
 }  // namespace poectl

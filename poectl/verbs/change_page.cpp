@@ -56,7 +56,7 @@ block table_of_aims(const std::vector<aim>& aims, outcome ended) {
     const bool of_ports = std::ranges::any_of(aims, [](const aim& one) { return one.port.has_value(); });
     const bool known = knows_what_is(ended);
     block table;
-    if (of_ports) table.columns = {{.heading = "PORT", .to_the_right = true}, {.heading = "INTERFACE"}};
+    if (of_ports) table.columns = {{.heading = "PORT", .to_the_right = true}, {.heading = "INTERFACE", .leaves = 1}};
     table.columns.push_back({.heading = "SETTING"});
     table.columns.push_back({.heading = ended == outcome::would_be_sent ? "IS" : "WAS"});
     table.columns.push_back({.heading = known ? "IS" : ended == outcome::would_be_sent ? "WOULD BE" : "WANTED"});

@@ -114,6 +114,13 @@ std::string for_a_plugin(std::string text) {
     return text;
 }
 
+// A monitoring system reads it.
+block whole_lines(const std::string& text) {
+    block lines = paragraph(text);
+    lines.is_whole = true;
+    return lines;
+}
+
 void put_state(plugin_state state, const std::string& text, picture& into) {
     into.exit_status = static_cast<int>(state);
     into.add("state", {{"code", static_cast<int>(state)}, {"name", name_of(state)}, {"text", text}});
@@ -161,6 +168,15 @@ void check_errors(const checked_switch& seen, const check_thresholds& thresholds
     if (!reached(thresholds.errors_critical) && !reached(thresholds.errors_warning)) return;
     found.push_back({reached(thresholds.errors_critical) ? plugin_state::critical : plugin_state::warning,
                      std::to_string(errors) + " transactions with the controller failed"});
+}
+
+// Watts and shares of the budget are not compared: the budget may change.
+bool is_never_seen(const std::optional<power_threshold>& warning, const std::optional<power_threshold>& critical) {
+    return warning && critical && warning->is_percent == critical->is_percent && warning->amount > critical->amount;
+}
+
+bool is_never_seen(const std::optional<std::uint32_t>& warning, const std::optional<std::uint32_t>& critical) {
+    return warning && critical && *warning > *critical;
 }
 
 }  // namespace
@@ -211,7 +227,7 @@ void depict_check(const checked_switch& seen, const check_thresholds& thresholds
         line += " " + plugin_words(one);
         into.add("performance", facts_of(one));
     }
-    into.page = {paragraph(line)};
+    into.page = {whole_lines(line)};
     block ports;
     ports.follows_on = true;
     for (const auto& port : seen.all.ports)
@@ -224,7 +240,7 @@ void depict_unknown(const problem& why, picture& into) {
     put_state(plugin_state::unknown, text, into);
     put_finding({plugin_state::unknown, text}, into);
     into.error = why;
-    into.page = {paragraph(unknown_line(text + ". Try: " + why.advice))};
+    into.page = {whole_lines(unknown_line(text + ". Try: " + why.advice))};
 }
 
 std::string unknown_line(const std::string& why) {
@@ -251,6 +267,12 @@ void add_check(command_line& line) {
                    "WARNING when that many transactions with the controller failed", "N");
     line.add_value(*check, "--errors-critical", thresholds.errors_critical, parse_count,
                    "CRITICAL when that many transactions with the controller failed", "N");
+    check->callback([&thresholds] {
+        if (is_never_seen(thresholds.power_warning, thresholds.power_critical))
+            throw CLI::ValidationError("--warning is above --critical: nobody would ever be warned");
+        if (is_never_seen(thresholds.errors_warning, thresholds.errors_critical))
+            throw CLI::ValidationError("--errors-warning is above --errors-critical: nobody would ever be warned");
+    });
 }
 
 poe_client::failure check(const command& asked, poe_client::connection& daemon, picture& seen) {

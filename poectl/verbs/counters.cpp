@@ -50,8 +50,9 @@ failure show_counters(const command&, connection& daemon, picture& seen) {
 
 void depict_counters(const counts& counters, std::uint32_t deepest_queue, picture& seen) {
     facts all = facts::object();
-    block table =
-        table_of({{.heading = "COUNTER"}, {.heading = "COUNT", .to_the_right = true}, {.heading = "MEANING"}});
+    block table = table_of({{.heading = "COUNTER"},
+                            {.heading = "COUNT", .to_the_right = true},
+                            {.heading = "MEANING", .leaves = 1, .wraps = true}});
     for (const auto& row : rows) {
         const std::uint64_t count = counters.*row.count;
         all[std::string(row.name)] = count;

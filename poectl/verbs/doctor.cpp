@@ -28,7 +28,7 @@ std::string counted(std::size_t count, const std::string& what) {
 }  // namespace
 
 void depict_findings(const std::vector<finding>& findings, picture& into) {
-    block table = table_of({{.heading = "RESULT"}, {.heading = "WHAT WAS LOOKED AT, AND FOUND"}});
+    block table = table_of({{.heading = "RESULT"}, {.heading = "WHAT WAS LOOKED AT, AND FOUND", .wraps = true}});
     for (const auto& one : findings) {
         into.add("checks", {{"check", one.check},
                             {"result", name_of(one.result)},

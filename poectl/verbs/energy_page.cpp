@@ -50,8 +50,8 @@ row figures_row(const std::string& who, std::string_view interface, const poe_cl
             tenths_or_unknown(known_mw(figures.two_hours))};
 }
 
-bool is_empty(const poe_client::energy_figures& figures) {
-    return figures.powered_s == 0 && !figures.minutes.valid && !figures.half_hours.valid && !figures.two_hours.valid;
+bool has_an_average(const poe_client::energy_figures& figures) {
+    return figures.minutes.valid || figures.half_hours.valid || figures.two_hours.valid;
 }
 
 block totals_line(const poe_client::port_energy& port) {
@@ -61,27 +61,25 @@ block totals_line(const poe_client::port_energy& port) {
                      tenths_or_unknown(thousandths_of(port.energy_wh)) + " Wh");
 }
 
+bool is_empty(const energy_ring& ring) {
+    return std::ranges::none_of(ring.slots, [](const auto& slot) { return slot.valid; });
+}
+
+std::string last_words(const energy_ring& ring) {
+    return "Last " + std::string(ring.span);
+}
+
+// A slot that was never written has neither a time nor a value, and no row.
 void add_columns(std::vector<block>& page, const energy_ring& ring) {
-    page.push_back(
-        paragraph("Last " + std::string(ring.span) + ", each " + std::string(ring.period) + ":", shown_on::files));
+    page.push_back(paragraph(last_words(ring) + ", each " + std::string(ring.period) + ":", shown_on::files));
     block table = table_of({{.heading = "ENDED"}, {.heading = "AVERAGE W", .to_the_right = true}});
     table.where = shown_on::files;
     table.follows_on = true;
-    for (std::size_t i = 0; i < ring.slots.size(); i++)
-        table.rows.push_back({local_time(slot_time_s(ring, i)), tenths_or_unknown(known_mw(ring.slots[i]))});
-    page.push_back(std::move(table));
-}
-
-// The mean of the known ones.
-std::optional<std::int64_t> mean_mw(std::span<const poe_client::energy_slot> slots) {
-    std::int64_t sum = 0, known = 0;
-    for (const auto& slot : slots) {
-        const auto mw = known_mw(slot);
-        if (!mw) continue;
-        sum += *mw;
-        known++;
+    for (std::size_t i = 0; i < ring.slots.size(); i++) {
+        if (ring.slots[i].valid)
+            table.rows.push_back({local_time(slot_time_s(ring, i)), tenths_or_unknown(known_mw(ring.slots[i]))});
     }
-    return known > 0 ? std::optional(sum / known) : std::nullopt;
+    page.push_back(std::move(table));
 }
 
 // "from ... to ..." of the slots that were written, which are of one piece; empty when there are none.
@@ -95,44 +93,67 @@ std::string extent_words(const energy_ring& ring) {
     return first ? ", " + local_time(first) + " to " + local_time(last) : "";
 }
 
-block plot_of(const energy_ring& ring) {
-    constexpr std::size_t widest = 60;  // bars, so that the plot and its axis fit into 80 columns
-    const std::size_t slots_a_bar = (ring.slots.size() + widest - 1) / widest;
-    const std::string extent = extent_words(ring);
-    const std::string heading = "Last " + std::string(ring.span) + " in W";
-    if (extent.empty()) return paragraph(heading + ": " + unknown, shown_on::terminals);
-    std::vector<std::optional<std::int64_t>> bars;
-    for (std::size_t i = 0; i < ring.slots.size(); i += slots_a_bar)
-        bars.push_back(mean_mw(ring.slots.subspan(i, std::min(slots_a_bar, ring.slots.size() - i))));
-    return paragraph(heading + ", one bar per " + (slots_a_bar == 1 ? "" : std::to_string(slots_a_bar) + " x ") +
-                         std::string(ring.period) + extent + ":\n" + bar_plot(bars),
-                     shown_on::terminals);
+block plot_of(const energy_ring& ring, std::size_t slots_a_bar) {
+    std::vector<std::optional<std::int64_t>> values;
+    for (const auto& slot : ring.slots)
+        values.push_back(known_mw(slot));
+    const std::string plot = bar_plot(condensed(values, slots_a_bar));
+    block shown = paragraph(last_words(ring) + " in W, one bar per " +
+                                (slots_a_bar == 1 ? "" : std::to_string(slots_a_bar) + " x ") +
+                                std::string(ring.period) + extent_words(ring) + ":\n" + plot,
+                            shown_on::terminals);
+    shown.least_width = width_of_plot(plot);
+    return shown;
+}
+
+// The first slots a bar with which the plot and its axis fit into 80 columns, and more for narrower screens.
+block plots_of(const energy_ring& ring) {
+    constexpr std::size_t widest = 60, narrowest = 10;  // bars
+    const std::size_t count = ring.slots.size();
+    const std::size_t first = (count + widest - 1) / widest;
+    block shown = plot_of(ring, first);
+    for (std::size_t slots_a_bar = first + 1; slots_a_bar * narrowest <= count; slots_a_bar++)
+        shown.narrower.push_back(plot_of(ring, slots_a_bar));
+    return shown;
 }
 
 }  // namespace
 
 std::vector<block> energy_page(bool kept_in_flash, const poe_client::energy_summary& summary) {
     block table = table_of({{.heading = "PORT", .to_the_right = true},
-                            {.heading = "INTERFACE"},
-                            {.heading = "POWERED h:m:s", .to_the_right = true},
+                            {.heading = "INTERFACE", .leaves = 1},
+                            {.heading = "POWERED h:m:s", .to_the_right = true, .leaves = 4},
                             {.heading = "ENERGY Wh", .to_the_right = true},
-                            {.heading = "HOUR AVG W", .to_the_right = true},
-                            {.heading = "DAY AVG W", .to_the_right = true},
-                            {.heading = "WEEK AVG W", .to_the_right = true}});
+                            {.heading = "HOUR AVG W", .to_the_right = true, .leaves = 5},
+                            {.heading = "DAY AVG W", .to_the_right = true, .leaves = 3},
+                            {.heading = "WEEK AVG W", .to_the_right = true, .leaves = 2}});
     for (std::size_t port = 0; port < summary.port.size(); port++)
         table.rows.push_back(figures_row(std::to_string(panel_number(port)), interface_name(port), summary.port[port]));
     table.rows.push_back(figures_row("all", "", summary.totals));
     std::vector<block> page{
         paragraph("Energy totals are " + std::string(kept_in_flash ? "" : "not ") + "kept in flash."), table};
-    if (is_empty(summary.totals)) page.push_back(paragraph("Nothing is recorded."));
+    if (summary.totals.powered_s == 0 && !has_an_average(summary.totals)) {
+        page.push_back(
+            paragraph("No average is known: nothing is recorded, or not enough yet.\n"
+                      "'poectl energy PORT' shows what there is."));
+    }
     return page;
 }
 
 std::vector<block> port_energy_page(const poe_client::port_energy& port) {
     std::vector<block> page{totals_line(port)};
-    for (const auto& ring : rings_of(port)) {
-        add_columns(page, ring);
-        page.push_back(plot_of(ring));
+    const auto rings = rings_of(port);
+    if (std::ranges::all_of(rings, is_empty)) {
+        page.push_back(paragraph("Nothing is recorded."));
+        return page;
+    }
+    for (const auto& ring : rings) {
+        if (is_empty(ring)) {
+            page.push_back(paragraph(last_words(ring) + ": nothing is recorded."));
+        } else {
+            add_columns(page, ring);
+            page.push_back(plots_of(ring));
+        }
     }
     return page;
 }

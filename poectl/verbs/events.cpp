@@ -31,9 +31,7 @@ std::vector<cell> unreachable_words(const problem& trouble) {
 event state_event(const observation& now) {
     facts details{{"daemon", daemon_facts(now.trouble, false)}, {"system", nullptr}, {"ports", facts::array()}};
     if (now.trouble) {
-        auto words = unreachable_words(*now.trouble);
-        words.emplace_back("; waiting for it");
-        return {.kind = event_kind::state, .details = std::move(details), .words = std::move(words)};
+        return {.kind = event_kind::state, .details = std::move(details), .words = unreachable_words(*now.trouble)};
     }
     const auto& [status, settings] = now.all.system;
     details["system"] = system_facts(now.all.system);

@@ -15,6 +15,7 @@
 
 #include "core/paths.h"
 #include "poe_client/requests.h"
+#include "poectl/file_kind.h"
 #include "poectl/messages.h"
 #include "poectl/words.h"
 
@@ -35,16 +36,6 @@ std::optional<struct stat> look_at(const std::string& path) {
 
 bool is_there(const std::string& path) {
     return look_at(path).has_value();
-}
-
-std::string kind_of(mode_t mode) {
-    if (S_ISREG(mode)) return "a file";
-    if (S_ISDIR(mode)) return "a folder";
-    if (S_ISLNK(mode)) return "a link";
-    if (S_ISFIFO(mode)) return "a pipe";
-    if (S_ISSOCK(mode)) return "a socket";
-    if (S_ISCHR(mode)) return "a character device";
-    return "something else";
 }
 
 // Regular files only: reading anything else may take something from somebody, or wait.
@@ -83,18 +74,24 @@ finding device(const machine& where, std::string_view check, const char* path, v
     if (!file) return {check, when_missing, path, std::string("is not there: ") + effect, mend};
     if (S_ISSOCK(file->st_mode)) return {check, verdict::ok, path, "is a virtual switch's", ""};
     if (!S_ISCHR(file->st_mode)) {
-        return {check, verdict::fault, path, "is " + kind_of(file->st_mode) + ", not a character device",
-                std::string("remove it; then ") + mend};
+        return {check, verdict::fault, path, "is " + words_of_kind(file->st_mode) + ", not a character device",
+                std::string("see what it is and move it away; then ") + mend};
     }
     return {check, verdict::ok, path, "is a character device", ""};
 }
 
+bool is_virtual_switch(const machine& where) {
+    const auto file = look_at(where.root + poe_controller_device_path);
+    return file && S_ISSOCK(file->st_mode);
+}
+
 struct instance {
     std::string pid;
+    bool is_here;      // it sees the same files as this process; false when this user may not know
     std::string maps;  // what it has loaded; empty when this user may not know
 };
 
-// Processes of the daemon's name that see the same files as this one, or may.
+// Processes of the daemon's name, without those that see other files than this one.
 std::vector<instance> instances(const machine& where) {
     const std::string processes = where.root + "/proc";
     std::error_code unused;
@@ -105,8 +102,9 @@ std::vector<instance> instances(const machine& where) {
         if (pid.find_first_not_of("0123456789") != std::string::npos) continue;
         if (first_line(kernel_text(entry.path() / "comm")) != daemon_name) continue;
         const auto there = fs::read_symlink(entry.path() / "ns/mnt", unused);
-        if (!there.empty() && !here.empty() && there != here) continue;
-        list.push_back({.pid = pid, .maps = kernel_text(entry.path() / "maps")});
+        const bool is_known = !there.empty() && !here.empty();
+        if (is_known && there != here) continue;
+        list.push_back({.pid = pid, .is_here = is_known, .maps = kernel_text(entry.path() / "maps")});
     }
     std::sort(list.begin(), list.end(), [](const auto& one, const auto& other) { return one.pid < other.pid; });
     return list;
@@ -246,8 +244,8 @@ std::vector<finding> examine_flash(const machine& where) {
         found.push_back({check, verdict::warning, folder, "is not there: energy totals and error marks are lost",
                          "mount the flash there, or make the folder"});
     } else if (!S_ISDIR(file.st_mode)) {
-        found.push_back({check, verdict::warning, folder, "is " + kind_of(file.st_mode) + ", not a folder",
-                         "remove it and mount the flash there"});
+        found.push_back({check, verdict::warning, folder, "is " + words_of_kind(file.st_mode) + ", not a folder",
+                         "see what it is, move it away and mount the flash there"});
     } else if (statvfs(path.c_str(), &medium) == 0 && (medium.f_flag & ST_RDONLY) != 0) {
         found.push_back({check, verdict::warning, folder, "can only be read: energy totals and error marks are lost",
                          "mount the flash for writing"});
@@ -268,10 +266,20 @@ std::vector<finding> examine_instances(const machine& where) {
     if (running.empty())
         return {{check, verdict::fault, name, "does not run", "start it; its status file says why it ended"}};
     if (running.size() == 1) return {{check, verdict::ok, name, "runs as process " + running.front().pid, ""}};
-    std::string pids;
-    for (const auto& one : running)
-        pids += (pids.empty() ? "" : ", ") + one.pid;
-    return {{check, verdict::fault, name, "runs " + std::to_string(running.size()) + " times, as processes " + pids,
+    std::string all, here;
+    std::size_t count_here = 0;
+    for (const auto& one : running) {
+        all += (all.empty() ? "" : ", ") + one.pid;
+        if (!one.is_here) continue;
+        here += (here.empty() ? "" : ", ") + one.pid;
+        count_here++;
+    }
+    if (count_here < 2) {  // the others may belong to a container or to a virtual switch
+        return {{check, verdict::warning, name,
+                 "runs as processes " + all + "; this user may not see whether more than one of them is at work here",
+                 "run 'poectl doctor' as root, who may, before you end any of them"}};
+    }
+    return {{check, verdict::fault, name, "runs " + std::to_string(count_here) + " times, as processes " + here,
              "end all of them and start one: only one may talk to the controller"}};
 }
 
@@ -286,8 +294,9 @@ std::vector<finding> examine_socket(const machine& where, poe_client::connection
         return found;
     }
     if (!S_ISSOCK(file->st_mode)) {
-        found.push_back({check, verdict::fault, path, "is " + kind_of(file->st_mode) + ", not a socket",
-                         "remove it and start poe_drv"});
+        found.push_back({check, verdict::fault, path, "is " + words_of_kind(file->st_mode) + ", not a socket",
+                         "name poe_drv's socket with --socket; if this is its place, see what it is, move it away and "
+                         "start poe_drv"});
         return found;
     }
     const mode_t rights = file->st_mode & 07777U;
@@ -314,8 +323,8 @@ std::vector<finding> examine_trap_pipe(const machine& where) {
                          "start the trap receiver, which makes it"});
     } else if (!S_ISFIFO(file->st_mode)) {
         found.push_back({check, verdict::fault, trap_pipe_path,
-                         "is " + kind_of(file->st_mode) + ", not a pipe: nobody gets traps",
-                         "remove it and restart the trap receiver"});
+                         "is " + words_of_kind(file->st_mode) + ", not a pipe: nobody gets traps",
+                         "see what it is, move it away and restart the trap receiver"});
     } else {
         found.push_back({check, verdict::ok, trap_pipe_path, "is a pipe", ""});
     }
@@ -341,14 +350,19 @@ std::vector<finding> examine_interfaces(const machine& where) {
     std::vector<finding> found;
     for (std::size_t port = 0; port < poe_client::port_count; port++) {
         const std::string name(interface_name(port));
+        const std::string number = std::to_string(panel_number(port));
+        if (is_virtual_switch(where)) {
+            found.push_back(
+                {"interface", verdict::ok, name, "is port " + number + "'s, with a virtual switch's link", ""});
+            continue;
+        }
         const bool there = is_there(where.root + "/sys/class/net/" + name);
-        found.push_back(
-            {"interface", there ? verdict::ok : verdict::warning, name,
-             there ? "is the interface of port " + std::to_string(panel_number(port))
-                   : "is not there: the link of port " + std::to_string(panel_number(port)) + " always counts as down",
-             there ? ""
-                   : "name the interfaces when building (POE_LINK_INTERFACES), or install the switch's own "
-                     "liblink_mon_intf.so"});
+        found.push_back({"interface", there ? verdict::ok : verdict::warning, name,
+                         there ? "is the interface of port " + number
+                               : "is not there: the link of port " + number + " always counts as down",
+                         there ? ""
+                               : "name the interfaces when building (POE_LINK_INTERFACES), or install the switch's own "
+                                 "liblink_mon_intf.so"});
     }
     return found;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdio>
 
 #include "poe_client/connection.h"
 #include "poectl/messages.h"
@@ -14,6 +15,12 @@ inline observation observe(poe_client::connection& daemon, std::chrono::millisec
     const auto error = read_whole(daemon, seen.all);
     if (!succeeded(error)) seen.trouble = problem_of(error, daemon.socket_path(), timeout);
     return seen;
+}
+
+// On standard error; gives the exit status.
+inline int complain(const problem& trouble) {
+    std::fputs(("poectl: " + sentence_of(trouble) + "\n").c_str(), stderr);
+    return trouble.exit_status;
 }
 
 }  // namespace poectl

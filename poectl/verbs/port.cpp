@@ -61,12 +61,12 @@ block events_list(const poe_client::port_status& status) {
 block pair_set_table(const poe_client::port_status& status) {
     block table = table_of({{.heading = "PAIR SET"},
                             {.heading = "STATUS"},
-                            {.heading = "CLASS", .to_the_right = true},
+                            {.heading = "CLASS", .to_the_right = true, .leaves = 5},
                             {.heading = "POWER W", .to_the_right = true},
-                            {.heading = "VOLTAGE V", .to_the_right = true},
-                            {.heading = "CURRENT mA", .to_the_right = true},
-                            {.heading = "ERROR", .to_the_right = true},
-                            {.heading = "SUB-STATUS", .to_the_right = true}});
+                            {.heading = "VOLTAGE V", .to_the_right = true, .leaves = 4},
+                            {.heading = "CURRENT mA", .to_the_right = true, .leaves = 3},
+                            {.heading = "ERROR", .to_the_right = true, .leaves = 2},
+                            {.heading = "SUB-STATUS", .to_the_right = true, .leaves = 1}});
     const bool known = is_measured(status);
     for (std::size_t i = 0; i < status.pair_set.size(); i++) {
         const auto& pair_set = status.pair_set[i];
@@ -91,7 +91,7 @@ block headline(const poe_client::port_status& status) {
 
 void add_port(command_line& line) {
     auto& asked = line.asked;
-    auto* port = line.add(line.app, "port", "one port: all about it, and its settings", verb::port_show);
+    auto* port = line.add(line.app, "port", "one port: show all about it, or set how it works", verb::port_show);
     port->group(group_look);
     line.add_port_choice(*port, asked.port)->required();
     auto* show = line.add(*port, "show", "settings and status", verb::port_show);

@@ -30,17 +30,17 @@ block system_lines(const system_reading& system) {
 
 block port_table(std::span<const port_reading> ports) {
     block table = table_of({{.heading = "PORT", .to_the_right = true},
-                            {.heading = "INTERFACE"},
-                            {.heading = "ENABLED"},
+                            {.heading = "INTERFACE", .leaves = 8},
+                            {.heading = "ENABLED", .leaves = 9},
                             {.heading = "STATUS"},
-                            {.heading = "CLASS", .to_the_right = true},
+                            {.heading = "CLASS", .to_the_right = true, .leaves = 7},
                             {.heading = "POWER W", .to_the_right = true},
-                            {.heading = "LIMIT W", .to_the_right = true},
-                            {.heading = "VOLTAGE V", .to_the_right = true, .can_go = true},
-                            {.heading = "CURRENT mA", .to_the_right = true, .can_go = true},
-                            {.heading = "TEMPERATURE C", .to_the_right = true, .can_go = true},
-                            {.heading = "PRIORITY"},
-                            {.heading = "SCHEDULE", .can_go = true}});
+                            {.heading = "LIMIT W", .to_the_right = true, .leaves = 6},
+                            {.heading = "VOLTAGE V", .to_the_right = true, .leaves = 4},
+                            {.heading = "CURRENT mA", .to_the_right = true, .leaves = 3},
+                            {.heading = "TEMPERATURE C", .to_the_right = true, .leaves = 2},
+                            {.heading = "PRIORITY", .leaves = 5},
+                            {.heading = "SCHEDULE", .leaves = 1}});
     for (const auto& [status, settings, cycle_pending, on_again_s] : ports) {
         const bool known = is_measured(status);
         table.rows.push_back({std::to_string(panel_number(status.port)), interface_name(status.port),

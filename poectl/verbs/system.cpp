@@ -35,7 +35,8 @@ std::string words_of(const poe_client::system_settings_change& change) {
 
 void add_system(command_line& line) {
     auto& asked = line.asked;
-    auto* system = line.add(line.app, "system", "PoE as a whole: budget, usage alarm, settings", verb::system_show);
+    auto* system =
+        line.add(line.app, "system", "PoE as a whole: show budget and alarm, or set them", verb::system_show);
     system->group(group_look);
     line.add(*system, "show", "settings and status", verb::system_show);
     auto* set = line.add(*system, "set", "change settings; what is not named stays", verb::system_set);

@@ -1,6 +1,7 @@
 // top: the whole switch on a full screen, again and again; without a terminal, watch.
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -116,21 +117,29 @@ void act_on(key pressed, top_view& view) {
         view.selected = static_cast<std::uint8_t>(static_cast<int>(pressed) - static_cast<int>(key::port_1));
 }
 
-int show(const command& asked) {
+// Until a key, a signal, the count of looks or the time ends it: what kept the last look from being one, if that ended
+// it.
+std::optional<problem> show(const command& asked) {
     live_picture live(asked);
     top_view view;
-    while (ended_by == 0) {
+    const auto begin = steady::now();
+    const auto last = asked.watch_for ? begin + *asked.watch_for : steady::time_point::max();
+    for (std::uint64_t looks = 1; ended_by == 0; looks++) {
         live.look();
-        const auto next = steady::now() + asked.interval;
-        for (auto left = asked.interval; left.count() > 0 && ended_by == 0;
+        const bool is_last_look = looks == asked.watch_count;
+        const auto next = std::min(steady::now() + asked.interval, last);
+        draw(top_screen(live.seen(), view, size_of_screen()));
+        if (is_last_look) return live.seen().trouble;
+        for (auto left = std::chrono::ceil<milliseconds>(next - steady::now()); left.count() > 0 && ended_by == 0;
              left = std::chrono::ceil<milliseconds>(next - steady::now())) {
-            draw(top_screen(live.seen(), view, size_of_screen()));
             const key pressed = wait_for_key(left);
-            if (pressed == key::quit) return exit_done;
+            if (pressed == key::quit) return std::nullopt;
             act_on(pressed, view);
+            draw(top_screen(live.seen(), view, size_of_screen()));
         }
+        if (steady::now() >= last) return live.seen().trouble;
     }
-    return exit_done;
+    return std::nullopt;
 }
 
 std::string why_not(const command& asked) {
@@ -145,16 +154,20 @@ std::string why_not(const command& asked) {
 void add_top(command_line& line) {
     auto* top = line.add(line.app, "top", "the whole switch on a full screen; without a terminal, watch", verb::top);
     top->group(group_keep_watch);
-    add_watch_options(line, *top);
+    add_watch_options(line, *top, "look");
 }
 
 int top(const command& asked, const look& how) {
     std::string reason = why_not(asked);
     if (reason.empty()) {
-        const signals_held held;
-        const open_full_screen screen;
-        reason = open_screen(how.colour);
-        if (reason.empty()) return show(asked);
+        std::optional<problem> trouble;
+        {
+            const signals_held held;
+            const open_full_screen screen;
+            reason = open_screen(how.colour);
+            if (reason.empty()) trouble = show(asked);
+        }
+        if (reason.empty()) return trouble ? complain(*trouble) : exit_done;
     }
     std::fputs(("poectl: no full screen: " + reason + "; watching instead.\n").c_str(), stderr);
     return watch(asked, how);

@@ -6,6 +6,7 @@
 #include "poectl/verbs/bar_plot.h"
 #include "poectl/verbs/energy_rings.h"
 #include "poectl/words.h"
+#include "poectl/wrap.h"
 
 namespace poectl {
 
@@ -26,13 +27,6 @@ std::string to_the_right(const std::string& text, std::size_t width) {
     return std::string(width - std::min(width, text.size()), ' ') + text;
 }
 
-std::size_t width_of(const screen_line& line) {
-    std::size_t width = 0;
-    for (const auto& one : line)
-        width += one.text.size();
-    return width;
-}
-
 void cut(screen_line& line, std::size_t columns) {
     for (auto& one : line) {
         one.text.resize(std::min(one.text.size(), columns));
@@ -44,18 +38,22 @@ std::size_t bar_width(std::size_t columns, std::size_t beside) {
     return std::clamp(columns > beside ? columns - beside : 0, least_bar, greatest_bar);
 }
 
+// What has no room is left out, from the right.
 screen_line title(const top_picture& seen, std::size_t columns) {
     const auto& [status, settings] = seen.all.system;
-    screen_line line{cell("poectl top", tone::heading), "  " + seen.time + "  "};
+    screen_line line{cell("poectl top", tone::heading)};
+    const auto add = [&line, columns](const screen_line& more) {
+        if (width_of(line) + width_of(more) <= columns) line.insert(line.end(), more.begin(), more.end());
+    };
+    add({"  " + seen.time});
     if (seen.known) {
         const auto temperature_mc = known_temperature_mc(status);
-        line.insert(line.end(),
-                    {"PoE ", cell(enabled_word(settings.enable), settings.enable != 0 ? tone::good : tone::bad),
-                     temperature_mc ? "  controller " + thousandths_as_tenths(*temperature_mc) + " C" : ""});
+        add({"  PoE ", cell(enabled_word(settings.enable), settings.enable != 0 ? tone::good : tone::bad)});
+        if (temperature_mc) add({"  controller " + thousandths_as_tenths(*temperature_mc) + " C"});
     }
     const std::string keys = "q quit  ? help";
     const std::size_t taken = width_of(line) + keys.size();
-    if (taken < columns) line.emplace_back(std::string(columns - taken, ' ') + keys);
+    if (taken < columns) add({std::string(columns - taken, ' ') + keys});
     return line;
 }
 
@@ -81,31 +79,55 @@ screen_line budget_line(const system_reading& system, std::size_t columns) {
             words, cell(raised, tone::bad)};
 }
 
-constexpr std::size_t interface_width = 10, led_width = 7, status_width = 18, power_width = 15;
-constexpr std::size_t beside_the_bar = 8 + interface_width + led_width + status_width + power_width;
+constexpr std::size_t number_width = 7, interface_width = 10, led_width = 7, status_width = 18, power_width = 15;
 
-screen_line port_headings() {
-    return {cell(padded("  PORT ", 7) + padded("INTERFACE", interface_width) + padded("LED", led_width) +
-                     padded("STATUS", status_width) + to_the_right("POWER/LIMIT W", power_width) + " ",
+// What there is room for beside number, status and power.
+struct port_columns {
+    bool interface, led;
+    std::size_t bar = 0;  // 0: none
+};
+
+port_columns port_columns_in(std::size_t columns) {
+    constexpr std::size_t least = number_width + status_width + power_width;
+    constexpr std::size_t with_led = least + led_width, with_both = with_led + interface_width;
+    constexpr std::size_t beside_the_bar = with_both + 1;
+    port_columns chosen{.interface = columns >= with_both, .led = columns >= with_led};
+    if (columns >= beside_the_bar + least_bar) chosen.bar = bar_width(columns, beside_the_bar);
+    return chosen;
+}
+
+screen_line port_headings(const port_columns& shown) {
+    return {cell(padded("  PORT ", number_width) + (shown.interface ? padded("INTERFACE", interface_width) : "") +
+                     (shown.led ? padded("LED", led_width) : "") + padded("STATUS", status_width) +
+                     to_the_right("POWER/LIMIT W", power_width),
                  tone::heading)};
 }
 
-screen_line port_line(const port_reading& port, bool selected, std::size_t columns) {
+screen_line port_line(const port_reading& port, bool selected, const port_columns& shown) {
     const auto& [status, settings, cycle_pending, on_again_s] = port;
     const led_state led = led_of(status);
     const bool known = is_measured(status);
     const std::string number = std::to_string(panel_number(status.port));
     const std::uint64_t limit_mw = std::uint64_t{settings.power_limit_dw} * mw_a_dw;
-    return {
-        cell(selected ? "> " : "  "),
-        padded(number, 5) + padded(std::string(interface_name(status.port)), interface_width),
-        cell(padded(std::string(led_words[static_cast<std::size_t>(led)]), led_width),
-             led == led_state::dark ? tone::plain : tone::good),
-        cell(padded(status_words(status.status), status_width), tone_of_status(status.status)),
-        to_the_right(known_tenths(known, status.power_mw) + "/" + tenths(settings.power_limit_dw), power_width) + " ",
-        cycle_pending
-            ? cell("on again in " + std::to_string(on_again_s) + " s", tone::attention)
-            : cell(power_bar(known ? status.power_mw : 0, limit_mw, bar_width(columns, beside_the_bar)), tone::good)};
+    const std::string on_again = "on again in " + std::to_string(on_again_s) + " s";
+    screen_line line{cell(padded(selected ? "> " + number : "  " + number, number_width))};
+    if (shown.interface) line.emplace_back(padded(std::string(interface_name(status.port)), interface_width));
+    if (shown.led) {
+        line.emplace_back(padded(std::string(led_words[static_cast<std::size_t>(led)]), led_width),
+                          led == led_state::dark ? tone::plain : tone::good);
+    }
+    if (cycle_pending && shown.bar == 0) {
+        line.emplace_back(padded(on_again, status_width), tone::attention);
+    } else {
+        line.emplace_back(padded(status_words(status.status), status_width), tone_of_status(status.status));
+    }
+    line.emplace_back(
+        to_the_right(known_tenths(known, status.power_mw) + "/" + tenths(settings.power_limit_dw), power_width));
+    if (shown.bar == 0) return line;
+    line.emplace_back(" ");
+    line.push_back(cycle_pending ? cell(on_again, tone::attention)
+                                 : cell(power_bar(known ? status.power_mw : 0, limit_mw, shown.bar), tone::good));
+    return line;
 }
 
 void add_details(const port_reading& port, std::vector<screen_line>& lines) {
@@ -128,11 +150,17 @@ void add_details(const port_reading& port, std::vector<screen_line>& lines) {
                      ", bad signatures " + std::to_string(totals[4])});
 }
 
-std::vector<screen_line> plot_lines(const top_picture& seen) {
-    std::vector<screen_line> lines{{cell("Power of the last hour, W a minute", tone::heading),
-                                    seen.hour_is_recorded ? " (poe_drv's record)" : " (as seen here)"}};
-    const block plot = paragraph(bar_plot(seen.hour));
-    lines.insert(lines.end(), plot.rows.begin(), plot.rows.end());
+std::vector<screen_line> plot_lines(const top_picture& seen, std::size_t columns) {
+    std::size_t minutes_a_bar = 1;
+    std::string plot = bar_plot(seen.hour);
+    while (width_of_plot(plot) > columns && minutes_a_bar < hour_minutes)
+        plot = bar_plot(condensed(seen.hour, ++minutes_a_bar));
+    const std::string each = minutes_a_bar == 1 ? "W a minute" : "W in " + std::to_string(minutes_a_bar) + " minutes";
+    auto lines = wrapped({cell("Power of the last hour, " + each, tone::heading),
+                          seen.hour_is_recorded ? " (poe_drv's record)" : " (as seen here)"},
+                         columns);
+    const block drawn = paragraph(plot);
+    lines.insert(lines.end(), drawn.rows.begin(), drawn.rows.end());
     return lines;
 }
 
@@ -142,8 +170,17 @@ std::vector<screen_line> help_lines() {
             {"  ?                  this help, and back"},
             {"  q                  quit"},
             {""},
-            {"A bar is power against the port's limit, or against the budget, where | marks the"},
-            {"usage alarm. LEDs are told from the statuses, as poe_drv drives the panel."}};
+            {"A bar is power against the port's limit, or against the budget, where | marks "
+             "the usage alarm. LEDs are told from the statuses, as poe_drv drives the panel."}};
+}
+
+std::vector<screen_line> broken(const std::vector<screen_line>& lines, std::size_t columns, std::size_t hang) {
+    std::vector<screen_line> all;
+    for (const auto& line : lines) {
+        auto parts = wrapped(line, columns, hang);
+        std::move(parts.begin(), parts.end(), std::back_inserter(all));
+    }
+    return all;
 }
 
 }  // namespace
@@ -213,21 +250,26 @@ std::vector<screen_line> top_screen(const top_picture& seen, const top_view& vie
     if (size.lines < least_lines || size.columns < least_columns) {
         lines = {{"no room; q quits"}};
     } else {
-        lines = {title(seen, size.columns), trouble_line(seen)};
+        const auto add = [&lines](const std::vector<screen_line>& more) {
+            lines.insert(lines.end(), more.begin(), more.end());
+        };
+        add({title(seen, size.columns)});
+        add(wrapped(trouble_line(seen), size.columns));
         if (view.help) {
-            for (auto& line : help_lines())
-                lines.push_back(std::move(line));
+            add(broken(help_lines(), size.columns, 0));
         } else if (seen.known) {
-            lines.push_back(budget_line(seen.all.system, size.columns));
-            lines.push_back(port_headings());
+            const auto shown = port_columns_in(size.columns);
+            add(wrapped(budget_line(seen.all.system, size.columns), size.columns, 2));
+            add({port_headings(shown)});
             for (const auto& port : seen.all.ports)
-                lines.push_back(port_line(port, port.status.port == view.selected, size.columns));
+                add({port_line(port, port.status.port == view.selected, shown)});
             std::vector<screen_line> details{{}};
             add_details(seen.all.ports[view.selected % poe_client::port_count], details);
-            if (lines.size() + details.size() <= size.lines) lines.insert(lines.end(), details.begin(), details.end());
-            auto plot = plot_lines(seen);
+            details = broken(details, size.columns, 2);
+            if (lines.size() + details.size() <= size.lines) add(details);
+            auto plot = plot_lines(seen, size.columns);
             if (lines.size() + 1 + plot.size() <= size.lines) plot.insert(plot.begin(), screen_line{});
-            if (lines.size() + plot.size() <= size.lines) lines.insert(lines.end(), plot.begin(), plot.end());
+            if (lines.size() + plot.size() <= size.lines) add(plot);
         }
     }
     lines.resize(std::min(lines.size(), size.lines));

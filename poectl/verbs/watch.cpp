@@ -58,11 +58,6 @@ moment now() {
     return {.time_ms = time.count(), .zone_s = std::int64_t{local.tm_gmtoff}};
 }
 
-int complain(const problem& trouble) {
-    std::fputs(("poectl: " + sentence_of(trouble) + "\n").c_str(), stderr);
-    return trouble.exit_status;
-}
-
 // No daemon that starts makes these better.
 bool is_hopeless(const problem& trouble) {
     return trouble.exit_status == exit_not_permitted || trouble.exit_status == exit_internal;
@@ -79,13 +74,14 @@ class watching {
             auto [events, told] = news_of(told_, observe(daemon_, asked_.timeout), asked_.power_step_mw);
             const bool first = told_.nothing;
             told_ = std::move(told);
+            if (first && told_.trouble && goes_on_after(1)) events.front().words.emplace_back("; waiting for it");
             for (const auto& one : events) {
                 const written result = write_out(event_text(one, ++sequence_, now(), how_));
                 if (result == written::reader_gone) return exit_done;
                 if (result == written::failed) return output_failed();
                 if (sequence_ == asked_.watch_count) return end();
             }
-            if (first && told_.trouble && is_hopeless(*told_.trouble)) return end();
+            if (first && !goes_on_after(sequence_)) return end();
             milliseconds pause = asked_.interval;
             if (asked_.watch_for) {
                 const auto left = std::chrono::ceil<milliseconds>(begin + *asked_.watch_for - steady::now());
@@ -97,6 +93,10 @@ class watching {
     }
 
   private:
+    bool goes_on_after(std::uint64_t lines) const {
+        return lines != asked_.watch_count && !(told_.trouble && is_hopeless(*told_.trouble));
+    }
+
     int end() const { return told_.trouble ? complain(*told_.trouble) : exit_done; }
 
     static int output_failed() {
@@ -115,7 +115,14 @@ class watching {
 
 }  // namespace
 
-void add_watch_options(command_line& line, CLI::App& app) {
+void add_watch_options(command_line& line, CLI::App& app, const std::string& unit) {
+    auto& asked = line.asked;
+    auto* once = app.add_flag_callback(
+        "--once", [&asked] { asked.watch_count = 1; }, "end after the first " + unit + ", which is the whole state");
+    auto* count =
+        line.add_value(app, "--count", asked.watch_count, parse_event_count, "end after so many " + unit + "s", "N");
+    auto* time = line.add_value(app, "--for", asked.watch_for, parse_seconds, "end after this time", "SECONDS");
+    once->excludes(count)->excludes(time);
     line.add_value(app, "--interval", line.asked.interval, parse_interval,
                    "how often to look, 0.1 s at least; usually 1 s", "SECONDS");
 }
@@ -125,13 +132,7 @@ void add_watch(command_line& line) {
     auto* watch =
         line.add(line.app, "watch", "what happens, an event a line; the first line is the whole state", verb::watch);
     watch->group(group_keep_watch);
-    auto* once = watch->add_flag_callback(
-        "--once", [&asked] { asked.watch_count = 1; }, "the whole state only");
-    auto* count =
-        line.add_value(*watch, "--count", asked.watch_count, parse_event_count, "end after so many lines", "N");
-    auto* time = line.add_value(*watch, "--for", asked.watch_for, parse_seconds, "end after this time", "SECONDS");
-    once->excludes(count)->excludes(time);
-    add_watch_options(line, *watch);
+    add_watch_options(line, *watch, "line");
     line.add_value(*watch, "--power-step", asked.power_step_mw, parse_power_step_mw,
                    "tell power that differs by so much from what was told; usually 1.0 W", "W");
 }

@@ -105,7 +105,7 @@ def test_the_shared_object_offers_what_the_headers_declare_under_one_version_and
     assert all(name.endswith("@@POE_CLIENT_1") for name in names if name != "POE_CLIENT_1"), names
     plain = {name.partition("@")[0] for name in names} - {"POE_CLIENT_1"}
     of_c = {name for name in plain if not name.startswith("_Z")}
-    assert of_c == declared_functions() and len(of_c) == 67
+    assert of_c == declared_functions() and len(of_c) == 69
     of_c_plus_plus = run("c++filt", *(plain - of_c)).splitlines()
     assert not [name for name in of_c_plus_plus if not name.startswith("poe_client::")]
     functions = {re.sub(r"[([].*", "", name) for name in of_c_plus_plus}
@@ -429,6 +429,14 @@ def test_the_module_tells_what_a_power_cycle_lacks(poe_client):
     off, pending = poe_client.PowerCycleState(False, 0), poe_client.PowerCycleState(True, 100)
     cycles = poe_client.PowerCycles(112, (off, pending, off, off))
     assert [cycles.seconds_until_on(port, 5) for port in range(4)] == [0, 3, 0, 0]
+
+
+def test_the_module_tells_what_a_status_means_what_causes_it_and_what_to_do(poe_client):
+    assert poe_client.status_name(poe_client.Status.SHORT_CIRCUIT) == "short-circuit"
+    assert poe_client.status_meaning(5) == "The controller cut the power because the current was far too high."
+    assert poe_client.status_cause(5) == "A short in the cable, in a connector or in the device."
+    assert poe_client.status_remedy(5) == "Try another cable, then another device; look for water and bent pins."
+    assert all(one(4711).endswith(".") for one in (poe_client.status_meaning, poe_client.status_cause, poe_client.status_remedy))
 
 
 def test_an_exception_says_what_went_wrong(daemon, poe_client, world, tmp_path):

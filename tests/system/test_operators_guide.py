@@ -52,7 +52,7 @@ def test_every_exit_status_is_in_the_guide():
 
 
 VERBS = ("status", "port", "system", "bank", "cycle", "schedule", "energy", "counters", "watch", "top", "check", "doctor",
-         "completion")
+         "completion", "help")
 # These go on until they are ended, or need no daemon.
 WITHOUT_END = ("watch", "top", "completion")
 LINES = sorted(set(re.findall(rf"`?(poectl (?:{'|'.join(verb for verb in VERBS if verb not in WITHOUT_END)})\b[^`\n#|]*)",

@@ -2,6 +2,7 @@
 import concurrent.futures
 import os
 import pathlib
+import re
 
 import pytest
 
@@ -190,7 +191,8 @@ def test_periods_of_several_ports_begin_together(world):
 def test_bad_usage_is_2(world, words):
     run = world.poectl(*words.split())
     assert (run.returncode, run.stdout) == (2, "")
-    assert run.stderr.startswith("poectl: ") and ("Try: poectl --help" in run.stderr or "Usage: poectl" in run.stderr)
+    assert run.stderr.startswith("poectl: ")
+    assert re.search(r"\nTry: poectl (help [a-z ]+|[a-z ]*--help)\.\n$", run.stderr) or "Usage: poectl" in run.stderr
 
 
 def test_no_daemon_is_3(world):
@@ -206,6 +208,24 @@ def test_a_socket_that_a_daemon_left_behind_is_3(world):
     world.wait_for("the end", lambda: not world.daemon()["running"])
     run = world.poectl("status")
     assert run.returncode == 3 and "nobody is behind the socket" in run.stderr
+
+
+@pytest.mark.parametrize("path, kind", [("/etc/passwd", "a file"), ("/tmp", "a folder")])
+def test_what_is_no_socket_is_not_taken_for_one_that_a_daemon_left_behind(world, path, kind):
+    run = world.poectl("status", "--socket", path)
+    assert run.returncode == 3 and f"{path} is {kind}, not a socket." in run.stderr and "--socket" in run.stderr
+
+
+def test_help_of_a_command_is_what_stands_behind_its_name(world):
+    for words in ([], ["port"], ["energy", "inject"]):
+        run = world.poectl("help", *words)
+        assert (run.returncode, run.stderr) == (0, "")
+        assert run.stdout == world.poectl(*words, "--help").stdout
+
+
+def test_doctor_finds_nothing_wrong_with_the_links_of_a_virtual_switch(world):
+    links = [one for one in world.poectl_json("doctor")["checks"] if one["check"] == "interface"]
+    assert [(one["subject"], one["result"]) for one in links] == [(f"lan{port}", "ok") for port in (1, 2, 3, 4)]
 
 
 def test_no_answer_is_4(world):

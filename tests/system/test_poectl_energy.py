@@ -97,7 +97,7 @@ def test_a_new_daemon_keeps_nothing_and_knows_no_average(world):
     assert energy(world) == {"kept_in_flash": False, "totals": nothing,
                              "ports": [{"port": port, "interface": f"lan{port}", **nothing} for port in (1, 2, 3, 4)]}
     lines = world.poectl("energy").stdout.splitlines()
-    assert lines[0] == "Energy totals are not kept in flash." and lines[-1] == "Nothing is recorded."
+    assert lines[0] == "Energy totals are not kept in flash." and lines[-1] == "'poectl energy PORT' shows what there is."
     assert [line.split() for line in lines[3:8]] == [
         [*who.split(), "0:00:00", "0.0", "unknown", "unknown", "unknown"]
         for who in ("1 lan1", "2 lan2", "3 lan3", "4 lan4", "all")]
@@ -167,22 +167,28 @@ def test_a_port_can_be_named_in_two_ways(world):
     assert world.poectl("energy", "3").stdout != world.poectl("energy", "4").stdout
 
 
-def test_columns_have_a_line_a_slot_and_unknown_ones_are_not_0_watts(world):
+def test_columns_have_a_line_a_slot_that_was_written_and_none_for_the_others(world):
     done(world, "inject", "45")
     text = world.poectl("energy", "1").stdout
     heading, *rings = text.split("\n\n")
     assert heading == "Port 1 (lan1): powered for 0:00:00, 0.0 Wh"
     assert [ring.splitlines()[0] for ring in rings] == ["Last hour, each minute:", "Last day, each half hour:",
-                                                       "Last week, each two hours:"]
+                                                       "Last week: nothing is recorded."]
     slots = port_energy(world, 1)["rings"]
     for ring, name, count in zip(rings, RINGS, (45, 1, 0)):
         rows = ring.splitlines()[2:]
-        assert len(rows) == RINGS[name][1]
-        for row, slot in zip(rows[:count], slots[name]["slots"]):
+        assert len(rows) == count
+        for row, slot in zip(rows, slots[name]["slots"]):
             at = time.strftime("%Y-%m-%d %H:%M", time.gmtime(slot["time_s"]))
             assert row.split() == [*at.split(), row.split()[-1]] and row.startswith(at)
             assert float(row.split()[-1]) == pytest.approx(slot["average_mw"] / 1000, abs=0.0501)
-        assert [row.split() for row in rows[count:]] == [["unknown", "unknown"]] * (len(rows) - count)
+
+
+def test_a_short_history_is_not_said_to_be_nothing(world):
+    assert world.poectl("energy", "2").stdout.split("\n\n")[1:] == ["Nothing is recorded.\n"]
+    done(world, "inject", "30")
+    assert "nothing is recorded, or not enough yet" in world.poectl("energy").stdout
+    assert "Nothing is recorded." not in world.poectl("energy", "2").stdout
 
 
 def test_a_terminal_shows_plots(world):
@@ -192,7 +198,7 @@ def test_a_terminal_shows_plots(world):
     assert heading == "Port 2 (lan2): powered for 0:00:00, 0.0 Wh"
     assert re.match(r"Last hour in W, one bar per minute, 20.* to 20.*:\n", hour)
     assert re.search(r"\n *0\.0 \|#{60}$", hour) and re.search(r"\n *0\.0 \|###\?{45}$", day)
-    assert week == "Last week in W: unknown"
+    assert week == "Last week: nothing is recorded."
     assert "ENDED" not in text and max(map(len, text.splitlines())) <= 80
 
 

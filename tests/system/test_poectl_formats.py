@@ -68,7 +68,8 @@ def keys_of(value, path=""):
 
 def test_the_schema_is_one_and_knows_every_command():
     jsonschema.Draft202012Validator.check_schema(VALIDATOR.schema)
-    assert set(VALIDATOR.schema["$defs"]["document"]["properties"]["command"]["enum"]) == set(LINES)
+    known = set(VALIDATOR.schema["$defs"]["document"]["properties"]["command"]["enum"])
+    assert known == {*LINES, None}  # None: bad usage that leaves it unknown
 
 
 @pytest.mark.parametrize("spoil", [lambda seen: seen.pop("error"), lambda seen: seen.update(more=1),
@@ -172,6 +173,47 @@ def test_nobody_behind_the_socket_is_told_apart(place):
     run = poectl(place, "status", "--format", "json")
     assert run.returncode == 3
     assert validated(run, "status")[0]["error"]["reason"].startswith(f"nobody is behind the socket {place}")
+
+
+# --- bad usage --------------------------------------------------------------------------------------------------------
+
+# What is wrong with each line: a word too many, which is found when all others were understood.
+WRONG = {command: line.replace(" --no-wait", "") + " --bogus" for command, line in LINES.items()}
+
+
+@pytest.mark.parametrize("form", FORMATS)
+@pytest.mark.parametrize("command", LINES)
+def test_bad_usage_is_told_in_every_format(place, command, form):
+    run = poectl(place, WRONG[command], "--format", form)
+    assert run.returncode == (PLUGIN_UNKNOWN if command == "check" else 2), run.stderr
+    assert run.stderr.startswith("poectl: '--bogus' is nothing that poectl ") and "\nTry: poectl " in run.stderr
+    if form in ("table", "csv"):
+        assert run.stdout == ("" if command != "check" else "POE UNKNOWN - " + run.stderr.splitlines()[0][8:] + "\n")
+    elif form == "kv":
+        assert "error.name=usage\nerror.exit_status=2\n" in run.stdout
+    else:
+        # A period of a schedule is begun where ports are named, which is seen only when all else is right.
+        told = validated(run, command.replace("schedule set", "schedule show").replace("energy port", "energy show"))
+        error = told[0]["error"] if form == "json" else told[0]
+        assert (error["name"], error["exit_status"]) == ("usage", 2)
+        assert error["reason"] == run.stderr.splitlines()[0].removeprefix("poectl: ")
+
+
+@pytest.mark.parametrize("form", ["json", "jsonl"])
+@pytest.mark.parametrize("line, command", [("prt 2", None), ("help bogus", None), ("completion csh", None),
+                                           ("watch --bogus", "watch"), ("top --bogus", "watch")])
+def test_bad_usage_without_a_document_of_its_own_keeps_to_the_schema(place, line, command, form):
+    run = poectl(place, line, "--format", form)
+    assert run.returncode == 2
+    told = validated(run, command)
+    assert len(told) == 1
+    assert (told[0]["error"] if form == "json" and command is None else told[0])["name"] == "usage"
+
+
+def test_a_format_that_is_wrong_itself_is_told_to_people_only(place):
+    for words in (["--format", "xml"], ["--json", "--format", "json"]):
+        run = poectl(place, "status", *words)
+        assert (run.returncode, run.stdout) == (2, "") and run.stderr.startswith("poectl: ")
 
 
 # --- the other formats ------------------------------------------------------------------------------------------------

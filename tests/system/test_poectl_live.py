@@ -229,7 +229,7 @@ def test_watch_begins_without_a_daemon_and_meets_it(world):
 def test_watch_without_a_daemon_ends_with_its_status(world):
     world.stop_daemon()
     run = world.poectl("watch", "--once")
-    assert run.returncode == 3 and run.stdout.endswith("; waiting for it\n") and "\nTry: " in run.stderr
+    assert run.returncode == 3 and run.stdout.endswith("; poe_drv left it behind\n") and "\nTry: " in run.stderr
     assert world.poectl("watch", "--for", "0.2", "--interval", "0.1").returncode == 3
 
 
@@ -355,6 +355,42 @@ def test_ctrl_c_ends_top(powered):
         terminal.press("\x03")
         assert terminal.wait_for_end() == -signal.SIGINT
         assert terminal.is_as_before()
+
+
+@pytest.mark.only_if(HAS_TOP)
+@pytest.mark.parametrize("ending", ["--once", "--count 2", "--for 0.2"])
+def test_top_ends_after_its_looks_or_its_time_and_gives_the_terminal_back(powered, ending):
+    with OnTerminal(outside(powered, "top", "--interval", "0.1", *ending.split())) as terminal:
+        assert terminal.wait_for_end() == 0
+        assert terminal.is_as_before()
+
+
+@pytest.mark.only_if(HAS_TOP)
+def test_top_that_ends_without_a_daemon_ends_with_its_status(powered):
+    powered.stop_daemon()
+    with OnTerminal(outside(powered, "top", "--once")) as terminal:
+        assert terminal.wait_for_end() == 3
+        assert terminal.is_as_before()
+
+
+@pytest.mark.only_if(HAS_TOP)
+@pytest.mark.parametrize("columns", [40, 60, 80, 120])
+def test_top_says_everything_on_a_terminal_of_any_width(powered, columns):
+    with OnTerminal(outside(powered, "top", "--interval", "0.2"), lines=40, columns=columns) as terminal:
+        lines = terminal.wait_for("the frame", lambda lines: any("bad signatures" in line for line in lines) and lines)
+        assert any(line.startswith("> 1 ") and line.rstrip("]. ").endswith("0.0/90.0" if columns < 66 else "0.0/90.0 [")
+                   for line in lines), lines
+        terminal.press("?")
+        words = terminal.wait_for("the help", lambda lines: any("Keys" in line for line in lines) and " ".join(lines).split())
+        assert " ".join(words).endswith("LEDs are told from the statuses, as poe_drv drives the panel.")
+        terminal.press("q")
+        assert terminal.wait_for_end() == 0
+
+
+def test_top_without_a_terminal_watches_and_ends_when_it_is_told_to(powered):
+    for ending in ("--once", "--count 1", "--for 0.1"):
+        run = powered.poectl("top", "--json", *ending.split())
+        assert run.returncode == 0 and [json.loads(line)["record"] for line in run.stdout.splitlines()] == ["state"]
 
 
 def test_top_without_a_terminal_watches(powered):

@@ -18,12 +18,12 @@ from .errors import (InternalError, MalformedError, NoDaemonError, NotPermittedE
                      TimedOutError, UsageError)
 from .values import (PORT_COUNT, CommunicationCounters, EnergyAverage, EnergyFigures, EnergySlot, EnergySummary, EventTotals,
                      PairSetStatus, PortChange, PortEnergy, PortSettings, PortStatus, PowerBank, PowerCycles,
-                     PowerCycleState, Priority, Status, SystemSettings, SystemStatus, WholeStatus, status_meaning,
-                     status_name)
+                     PowerCycleState, Priority, Status, SystemSettings, SystemStatus, WholeStatus, status_cause,
+                     status_meaning, status_name, status_remedy)
 
 __all__ = [
     "Connection", "Pending", "DEFAULT_TIMEOUT_S", "PORT_COUNT", "Priority", "Status", "status_name", "status_meaning",
-    "SystemSettings", "PortSettings", "PortChange", "PowerBank", "SystemStatus", "PairSetStatus", "EventTotals",
+    "status_cause", "status_remedy", "SystemSettings", "PortSettings", "PortChange", "PowerBank", "SystemStatus", "PairSetStatus", "EventTotals",
     "PortStatus", "WholeStatus", "PowerCycleState", "PowerCycles", "CommunicationCounters", "EnergySlot", "PortEnergy",
     "EnergyAverage", "EnergyFigures", "EnergySummary", "PoeError", "NoDaemonError", "NotPermittedError",
     "TimedOutError", "RefusedError", "MalformedError", "OwnSocketError", "UsageError", "InternalError", "version",

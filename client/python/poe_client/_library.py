@@ -144,6 +144,8 @@ def _load() -> ctypes.CDLL:
             ("remove_names_on_signals", None, []),
             ("status_name", c_char_p, [c_uint32]),
             ("status_meaning", c_char_p, [c_uint32]),
+            ("status_cause", c_char_p, [c_uint32]),
+            ("status_remedy", c_char_p, [c_uint32]),
             ("seconds_until_on", c_uint32, [POINTER(PowerCycles), c_uint8, c_int8]),
             ("begin_get_system_settings", c_int, [connection]),
             ("begin_get_port_settings", c_int, [connection, c_uint8]),

@@ -54,6 +54,16 @@ def status_meaning(status: int) -> str:
     return _library.library.poe_client_status_meaning(status).decode()
 
 
+def status_cause(status: int) -> str:
+    """What usually leads to a status, for a person."""
+    return _library.library.poe_client_status_cause(status).decode()
+
+
+def status_remedy(status: int) -> str:
+    """What to do about a status, for a person."""
+    return _library.library.poe_client_status_remedy(status).decode()
+
+
 @dataclasses.dataclass(frozen=True)
 class SystemSettings:
     """Settings of the switch as a whole. Parameters 1, 2, 4 and 5 are kept for other programs."""

@@ -10,6 +10,7 @@
 
 #include "client/fake_daemon.h"
 #include "poe_client/requests.h"
+#include "poe_client/status_codes.h"
 
 namespace {
 
@@ -571,13 +572,25 @@ TEST(c_api_connection, closes_with_a_request_pending_and_leaves_no_name) {
     EXPECT_THAT(daemon.folder.entries(), ElementsAre("daemon"));
 }
 
-TEST(c_api_status, has_names_and_meanings) {
+TEST(c_api_status, has_a_name_a_meaning_a_cause_and_a_remedy_under_every_number) {
+    for (const auto& code : poe_client::status_codes) {
+        EXPECT_EQ(poe_client_status_name(code.number), code.name);
+        EXPECT_EQ(poe_client_status_meaning(code.number), code.meaning);
+        EXPECT_EQ(poe_client_status_cause(code.number), code.cause);
+        EXPECT_EQ(poe_client_status_remedy(code.number), code.remedy);
+    }
     EXPECT_STREQ(poe_client_status_name(POE_CLIENT_STATUS_POWER_DENIED), "power-denied");
     EXPECT_STREQ(poe_client_status_name(POE_CLIENT_STATUS_NOT_READ_YET), "not-read-yet");
     EXPECT_STREQ(poe_client_status_name(POE_CLIENT_STATUS_SWITCHED_ON), "switched-on");
-    EXPECT_STREQ(poe_client_status_name(16), "unknown");
-    EXPECT_STRNE(poe_client_status_meaning(POE_CLIENT_STATUS_OVERLOAD), "");
-    EXPECT_STRNE(poe_client_status_meaning(16), "");
+}
+
+TEST(c_api_status, above_15_is_unknown_and_has_its_texts_all_the_same) {
+    for (const uint32_t number : {16U, 255U, 0xFFFFFFFFU}) {
+        EXPECT_STREQ(poe_client_status_name(number), "unknown");
+        for (const char* text :
+             {poe_client_status_meaning(number), poe_client_status_cause(number), poe_client_status_remedy(number)})
+            EXPECT_STRNE(text, "");
+    }
 }
 
 TEST(c_api_power_cycles, say_how_long_a_port_stays_off) {

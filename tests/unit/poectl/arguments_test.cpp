@@ -4,11 +4,16 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "poectl/bad_usage.h"
 
 namespace {
 
 using namespace poectl;
+using nlohmann::json;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 parsed_arguments parse(const std::string& line) {
     std::istringstream words(line);
@@ -197,8 +202,9 @@ TEST(arguments, the_reason_names_the_option_and_what_it_takes) {
     EXPECT_THAT(parse("port 9").complaint, HasSubstr("a port from 1 to 4"));
     EXPECT_THAT(parse("port 1 set").complaint, HasSubstr("at least one setting"));
     EXPECT_THAT(parse("bogus").complaint,
-                HasSubstr("give one of these commands: status, port, system, bank, cycle, "
-                          "schedule, energy, counters, check, doctor, watch, top, completion"));
+                HasSubstr("there is no command 'bogus': give one of these commands: status, port, system, bank, cycle, "
+                          "schedule, energy, counters, check, doctor, watch, top, completion, help\nTry: "));
+    EXPECT_THAT(parse("--color never").complaint, StartsWith("give one of these commands: status, port, "));
 }
 
 TEST(arguments, of_a_change_say_how_long_to_wait_for_its_effect) {
@@ -238,8 +244,15 @@ TEST(arguments, of_watch_say_when_it_ends) {
     EXPECT_EQ(good("top --interval 3").interval, std::chrono::seconds(3));
     for (const char* line :
          {"watch --count 0", "watch --once --count 2", "watch --once --for 1", "watch --interval 0.09",
-          "watch --power-step 0", "watch --power-step 5%", "watch 1", "top --once"})
+          "watch --power-step 0", "watch --power-step 5%", "watch 1", "top --count 0", "top --once --for 1", "top 1"})
         EXPECT_EQ(parse(line).status, 2) << line;
+}
+
+TEST(arguments, of_top_say_when_it_ends_as_those_of_watch_do) {
+    EXPECT_EQ(good("top").watch_count, 0U);
+    EXPECT_EQ(good("top --once").watch_count, 1U);
+    EXPECT_EQ(good("top --count 5").watch_count, 5U);
+    EXPECT_EQ(good("top --for 1.5").watch_for, std::chrono::milliseconds(1500));
 }
 
 TEST(arguments, those_of_check_are_gathered) {
@@ -264,6 +277,19 @@ TEST(arguments, bad_usage_of_check_is_unknown_to_a_monitoring_system) {
     EXPECT_EQ(parse("--socket check bogus").status, 2) << "a value is no command";
 }
 
+TEST(arguments, of_check_that_would_never_warn_are_bad_usage) {
+    for (const char* line : {"check -w 95 -c 80", "check -w 95% -c 80%", "check -w 80.1 -c 80",
+                             "check --errors-warning 6 --errors-critical 5"}) {
+        const auto parsed = parse(line);
+        EXPECT_EQ(parsed.status, 3) << line;
+        EXPECT_THAT(parsed.help,
+                    testing::MatchesRegex("POE UNKNOWN - --[a-z-]*warning is above --[a-z-]*critical: .*\n"));
+    }
+    for (const char* line : {"check -w 80 -c 95", "check -w 80 -c 80", "check -w 95% -c 80", "check -w 95",
+                             "check -c 5", "check --errors-warning 5 --errors-critical 5"})
+        EXPECT_TRUE(parse(line).go_on) << line;
+}
+
 TEST(arguments, of_suggest_are_taken_as_they_are) {
     EXPECT_THAT(good("completion suggest -- --format x port 9").words,
                 testing::ElementsAre("--format", "x", "port", "9"));
@@ -274,7 +300,7 @@ TEST(arguments, of_suggest_are_taken_as_they_are) {
 
 TEST(arguments, nothing_at_all_shows_what_there_is) {
     const auto parsed = parse("");
-    EXPECT_THAT(parsed.complaint, HasSubstr("give a command."));
+    EXPECT_THAT(parsed.complaint, StartsWith("what to do? 'poectl status' is a good beginning.\n"));
     for (const char* word :
          {"Looks at and changes", "Look:", "Change:", "status ", "cycle ", "Examples:", "Exit status:"})
         EXPECT_THAT(parsed.complaint, HasSubstr(word));
@@ -297,9 +323,134 @@ TEST(arguments, help_goes_to_standard_output_with_status_0) {
         EXPECT_THAT(parsed.help, testing::EndsWith(".\n")) << line;
     }
     EXPECT_THAT(parse("--help").help, HasSubstr("Exit status: 0 done, 1 internal failure, 2 bad usage"));
-    EXPECT_THAT(parse("port --help").help, HasSubstr("those of every command"));
+    EXPECT_THAT(parse("port --help").help, HasSubstr("those of every\ncommand."));
     EXPECT_THAT(parse("--help-all").help, HasSubstr("--re-enable"));
     EXPECT_THAT(parse("port 1 set --help").help, HasSubstr("--re-enable"));
+}
+
+TEST(bad_usage, names_the_wrong_word_the_nearest_one_and_the_help_of_the_command_that_is_known) {
+    const std::vector<std::pair<const char*, const char*>> complaints{
+        {"prt 2", "there is no command 'prt'; did you mean 'port'?\nTry: poectl --help."},
+        {"cylce 2", "there is no command 'cylce'; did you mean 'cycle'?\nTry: poectl --help."},
+        {"stat", "there is no command 'stat'; did you mean 'status'?\nTry: poectl --help."},
+        {"--jsn status",
+         "'--jsn' is nothing that poectl status takes; did you mean '--json'?\nTry: poectl status --help."},
+        {"--bogus", "'--bogus' is nothing that poectl takes\nTry: poectl --help."},
+        {"port 2 shw", "'shw' is nothing that poectl port takes; did you mean 'show'?\nTry: poectl port --help."},
+        {"port 2 set --limt 5",
+         "'--limt' is nothing that poectl port set takes; did you mean '--limit'?\n"
+         "Try: poectl help port set."},
+        {"port 2 set --limt=5",
+         "'--limt=5' is nothing that poectl port set takes; did you mean '--limit'?\n"
+         "Try: poectl help port set."},
+        {"status --fro 1", "'--fro' is nothing that poectl status takes\nTry: poectl status --help."},
+        {"watch --fro 1",
+         "'--fro' is nothing that poectl watch takes; did you mean '--for'?\nTry: poectl watch --help."},
+        {"energy 2 on", "on and PORT do not go together\nTry: poectl energy on --help."},
+        {"energy rest 2",
+         "--port: 'rest' is not a port from 1 to 4 (or its interface, lan1 to lan4); did you mean 'reset'?\n"},
+        {"watch --once --count 2", "--once and --count do not go together\nTry: poectl watch --help."},
+        {"completion bsh", "SHELL: "},
+        {"port", "PORT is required\nTry: poectl port --help."},
+    };
+    for (const auto& [line, wanted] : complaints)
+        EXPECT_THAT(parse(line).complaint, StartsWith(wanted)) << line;
+}
+
+TEST(bad_usage, advises_a_help_that_is_there) {
+    for (const char* line : {"prt", "port 9", "port 2 set --limit x", "system set", "bank set x", "energy inject x",
+                             "energy 2 on", "completion csh", "check -w x", "help bogus", "help port bogus"}) {
+        const std::string complaint = parse(line).complaint;
+        const std::size_t begin = complaint.find("\nTry: poectl ") + std::string("\nTry: poectl ").size();
+        const auto help = parse(complaint.substr(begin, complaint.rfind('.') - begin));
+        EXPECT_EQ(help.status, 0) << complaint;
+        EXPECT_THAT(help.help, HasSubstr("Usage: poectl")) << complaint;
+    }
+}
+
+TEST(nearest_word, is_one_with_few_mistakes_or_one_that_is_begun) {
+    const std::vector<std::string> words{"status", "port", "system", "show", "set", "--enable"};
+    EXPECT_EQ(nearest("status", words), "status");
+    EXPECT_EQ(nearest("sttus", words), "status");
+    EXPECT_EQ(nearest("statsu", words), "status");
+    EXPECT_EQ(nearest("sys", words), "system");
+    EXPECT_EQ(nearest("prot", words), "port");
+    EXPECT_EQ(nearest("hsow", words), "show");
+    EXPECT_EQ(nearest("--enabel", words), "--enable");
+    for (const char* far : {"", "-", "x", "xy", "2", "bogus", "sxxxxs", "--limit"})
+        EXPECT_EQ(nearest(far, words), "") << far;
+}
+
+json told(const std::string& line) {
+    return json::parse(parse(line).help);
+}
+
+TEST(bad_usage, is_told_to_programs_in_their_format) {
+    const auto document = told("port 9 --json");
+    EXPECT_EQ(document, json::parse(R"json({"schema_version": 1, "command": "port show", "error": {"name": "usage",
+        "exit_status": 2, "message": "bad usage", "reason": "PORT: '9' is not a port from 1 to 4 (or its interface, lan1 to lan4)",
+        "advice": "poectl port --help"}, "ports": [], "explanations": []})json"))
+        << document;
+    EXPECT_EQ(told("prt --format json")["command"], nullptr);
+    EXPECT_EQ(told("prt --format json").size(), 3U);
+    EXPECT_EQ(told("port 2 set --limit --json")["command"], "port set");
+    EXPECT_EQ(told("help bogus --json")["command"], nullptr);
+    EXPECT_EQ(told("completion csh --json")["command"], nullptr);
+    EXPECT_EQ(told("status --bogus --format=jsonl")["record"], "error");
+    for (const char* line : {"watch --bogus --json", "top --bogus --format jsonl"}) {
+        EXPECT_EQ(told(line)["record"], "error") << line;
+        EXPECT_EQ(told(line)["command"], "watch") << line;
+        EXPECT_EQ(std::ranges::count(parse(line).help, '\n'), 1) << line;
+    }
+    EXPECT_THAT(parse("bank 5 --format kv").help,
+                StartsWith("schema_version=1\ncommand=bank show\nerror.name=usage\nerror.exit_status=2\n"));
+    EXPECT_EQ(told("check -w x --json")["state"]["name"], "unknown");
+    EXPECT_EQ(told("check -w x --json")["error"]["exit_status"], 2);
+    EXPECT_EQ(parse("check -w x --json").status, 3);
+}
+
+TEST(bad_usage, is_told_to_people_only_where_there_is_no_place_for_it_or_the_format_is_unclear) {
+    for (const char* line :
+         {"port 9", "port 9 --format csv", "port 9 --format table", "port 9 --format xml", "port 9 --format",
+          "status --json --format json", "completion suggest --bogus -- --json"}) {
+        EXPECT_EQ(parse(line).help, "") << line;
+        EXPECT_EQ(parse(line).status, 2) << line;
+        EXPECT_NE(parse(line).complaint, "") << line;
+    }
+    EXPECT_THAT(parse("check -w x --format xml").help, StartsWith("POE UNKNOWN - "));
+}
+
+TEST(the_command_help, is_the_help_of_the_command_that_is_named) {
+    EXPECT_EQ(parse("help").help, parse("--help").help);
+    EXPECT_EQ(parse("help port").help, parse("port --help").help);
+    EXPECT_EQ(parse("help port set").help, parse("port 1 set --help").help);
+    EXPECT_EQ(parse("help port set").status, 0);
+    EXPECT_EQ(parse("help port set").complaint, "");
+    EXPECT_EQ(parse("help prt").status, 2);
+    EXPECT_THAT(parse("help prt").complaint, StartsWith("there is no command 'prt'; did you mean 'port'?\n"));
+    EXPECT_THAT(
+        parse("help port sett").complaint,
+        StartsWith("there is no command 'sett' below poectl port; did you mean 'set'?\nTry: poectl port --help."));
+    EXPECT_THAT(parse("help status more").complaint, StartsWith("there is no command 'more' below poectl status\n"));
+}
+
+TEST(the_first_screen, says_which_commands_show_and_set) {
+    const auto text = parse("").complaint;
+    EXPECT_THAT(text, HasSubstr("one port: show all about it, or set how it works"));
+    EXPECT_THAT(text, HasSubstr("PoE as a whole: show budget and alarm, or set them"));
+    EXPECT_THAT(text, HasSubstr("the power bank limit: show it, or set it"));
+}
+
+TEST(every_help, fits_into_80_columns) {
+    for (const char* all : {"", "--help", "--help-all", "check --help", "help doctor"}) {
+        const auto parsed = parse(all);
+        std::istringstream lines(parsed.help.empty() ? parsed.complaint : parsed.help);
+        for (std::string line; std::getline(lines, line);)
+            EXPECT_LE(line.size(), 80U) << line;
+    }
+    EXPECT_THAT(parse("check --help").help,
+                HasSubstr("\n  --errors-warning N          WARNING when that many transactions with the\n"
+                          "                              controller failed\n"));
 }
 
 TEST(arguments, help_names_the_made_up_history_as_a_test_aid_that_replaces_the_real_one) {

@@ -7,6 +7,8 @@
 namespace {
 
 using poectl::bar_plot;
+using poectl::condensed;
+using poectl::width_of_plot;
 using bars = std::vector<std::optional<std::int64_t>>;
 
 TEST(bar_plot, has_eight_lines_from_zero_to_the_greatest_value) {
@@ -31,6 +33,20 @@ TEST(bar_plot, tells_nothing_known_from_next_to_nothing) {
               "     |   #\n"
               "     |   #\n"
               " 0.0 |?__#_?\n");
+}
+
+TEST(fewer_bars, are_the_means_of_the_known_values) {
+    const bars values{1000, 3000, std::nullopt, 8000, std::nullopt, std::nullopt, 5};
+    EXPECT_EQ(condensed(values, 1), values);
+    EXPECT_EQ(condensed(values, 2), (bars{2000, 8000, std::nullopt, 5}));
+    EXPECT_EQ(condensed(values, 4), (bars{4000, 5}));
+    EXPECT_EQ(condensed(values, 60), (bars{3001}));
+}
+
+TEST(a_plot, is_as_wide_as_its_longest_line) {
+    EXPECT_EQ(width_of_plot(""), 0U);
+    EXPECT_EQ(width_of_plot("ab\nabcd\nabc"), 4U);
+    EXPECT_EQ(width_of_plot(bar_plot(bars{1000, 2000})), 7U);
 }
 
 TEST(bar_plot, rounds_to_the_nearest_line) {

@@ -1,7 +1,9 @@
 #include "poectl/verbs/doctor.h"
 
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -15,6 +17,7 @@ namespace {
 using namespace poectl;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 namespace fs = std::filesystem;
 
@@ -124,8 +127,40 @@ TEST_F(a_machine, counts_the_daemons_that_see_the_same_files) {
     make_process("10", "poe_drv", "mnt:[1]");
     expect_good(only(examine_instances(here)));
     EXPECT_THAT(only(examine_instances(here)).what, HasSubstr("process 10"));
-    make_process("11", "poe_drv", "");  // of whom this user may not know where it is
+    make_process("11", "poe_drv", "mnt:[1]");
     expect_bad(only(examine_instances(here)), verdict::fault, "runs 2 times, as processes 10, 11");
+    make_process("12", "poe_drv", "");
+    expect_bad(only(examine_instances(here)), verdict::fault, "runs 2 times, as processes 10, 11");
+}
+
+TEST_F(a_machine, is_not_said_to_run_several_daemons_by_a_user_who_may_not_know_where_they_are) {
+    link("mnt:[1]", "/proc/self/ns/mnt");
+    make_process("10", "poe_drv", "");
+    expect_good(only(examine_instances(here)));
+    make_process("11", "poe_drv", "");
+    for (int known = 0; known < 2; known++) {
+        const auto found = only(examine_instances(here));
+        expect_bad(found, verdict::warning, "runs as processes 10, 11; this user may not see");
+        EXPECT_THAT(found.mend, HasSubstr("as root"));
+        EXPECT_THAT(found.mend, Not(HasSubstr("end all")));
+        fs::remove_all(at("/proc/11"));
+        make_process("11", "poe_drv", "mnt:[1]");
+    }
+}
+
+TEST_F(a_machine, is_never_told_to_remove_what_nobody_knows) {
+    for (const char* path :
+         {"/dev/poe_kernel_drv", "/dev/cpld_rtl819x", "/flash", "/tmp/snmp_proc_pipe", "/tmp/daemon"})
+        write(path);
+    poe_client::connection daemon("/tmp/daemon", std::chrono::milliseconds(1));
+    std::size_t strange = 0;
+    for (const auto& one : examine(here, daemon)) {
+        if (one.what.find("is a file, not a") == std::string::npos) continue;
+        strange++;
+        EXPECT_THAT(one.mend, Not(HasSubstr("remove"))) << one.subject;
+        EXPECT_THAT(one.mend, HasSubstr("move it away")) << one.subject;
+    }
+    EXPECT_EQ(strange, 5U);
 }
 
 TEST_F(a_machine, tells_a_socket_that_is_missing_from_one_that_is_none) {
@@ -213,6 +248,21 @@ TEST_F(a_machine, has_an_interface_for_every_port) {
     expect_good(found[0]);
     EXPECT_EQ(found[1].what, "is the interface of port 2");
     expect_bad(found[2], verdict::warning, "the link of port 3");
+}
+
+TEST_F(a_machine, that_is_a_virtual_switch_has_links_of_its_own) {
+    make_folder("/dev");
+    const int device = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    at("/dev/poe_kernel_drv").copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(device, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    close(device);
+    for (const auto& one : examine_interfaces(here)) {
+        expect_good(one);
+        EXPECT_THAT(one.what, HasSubstr("a virtual switch's link"));
+    }
+    EXPECT_EQ(examine_interfaces(here)[2].what, "is port 3's, with a virtual switch's link");
 }
 
 TEST_F(a_machine, has_a_budget_file_with_a_number_or_none) {

@@ -63,7 +63,14 @@ TEST_F(energy, of_all_ports_has_totals_and_three_averages_each) {
 TEST_F(energy, that_is_lost_at_a_restart_is_said_to_be_and_so_is_an_empty_record) {
     const auto text = shown(energy_page(false, {}));
     EXPECT_THAT(text, StartsWith("Energy totals are not kept in flash.\n"));
-    EXPECT_THAT(text, EndsWith("\n\nNothing is recorded.\n"));
+    EXPECT_THAT(text, EndsWith("\n\nNo average is known: nothing is recorded, or not enough yet.\n"
+                               "'poectl energy PORT' shows what there is.\n"));
+}
+
+TEST_F(energy, of_a_port_that_was_powered_is_not_said_to_be_nothing) {
+    poe_client::energy_summary seen{};
+    seen.totals.powered_s = seen.port[2].powered_s = 5;
+    EXPECT_THAT(shown(energy_page(false, seen)), Not(HasSubstr("nothing is recorded")));
 }
 
 TEST_F(energy, of_long_service_is_in_hours) {
@@ -80,22 +87,23 @@ TEST_F(energy, that_is_no_number_is_unknown) {
     EXPECT_THAT(shown(energy_page(false, seen)), HasSubstr("  0:00:00    unknown     unknown "));
 }
 
-TEST_F(energy, of_a_port_in_columns_has_every_slot_with_its_time) {
+TEST_F(energy, of_a_port_in_columns_has_every_slot_that_was_written_with_its_time) {
     const auto text = port_energy_columns(port);
     EXPECT_THAT(text, StartsWith("Port 2 (lan2): powered for 1:00:00, 12.5 Wh\n"
                                  "\n"
                                  "Last hour, each minute:\n"
                                  "ENDED             AVERAGE W\n"
                                  "2023-11-14 22:13        1.5\n"
-                                 "unknown             unknown\n"));
+                                 "\n"));
     EXPECT_THAT(text, HasSubstr("\nLast day, each half hour:\n"
                                 "ENDED             AVERAGE W\n"
                                 "2023-11-14 22:13        2.5\n"
-                                "unknown             unknown\n"));
+                                "\n"));
     EXPECT_THAT(text, HasSubstr("\nLast week, each two hours:\n"));
     EXPECT_THAT(text, EndsWith("  3.5\n"));
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1 + 3 * 3 + 60 + 48 + 84);
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1 + 3 * 3 + 3);
     EXPECT_THAT(text, Not(HasSubstr("0.0\n"))) << "what is unknown is not 0 W";
+    EXPECT_THAT(text, Not(HasSubstr("unknown")));
 }
 
 TEST_F(energy, of_a_port_has_local_times) {
@@ -144,12 +152,22 @@ TEST_F(energy, plots_fit_into_80_columns) {
         EXPECT_LE(end - begin, 80U) << text.substr(begin, end - begin);
 }
 
-TEST_F(energy, of_an_empty_ring_is_unknown_and_not_a_plot) {
-    EXPECT_EQ(port_energy_plots({}),
-              "Port 1 (lan1): powered for 0:00:00, 0.0 Wh\n"
-              "\nLast hour in W: unknown\n"
-              "\nLast day in W: unknown\n"
-              "\nLast week in W: unknown\n");
+TEST_F(energy, of_a_port_without_any_record_says_so_in_one_line) {
+    for (const bool terminal : {false, true}) {
+        EXPECT_EQ(shown(port_energy_page({}), terminal),
+                  "Port 1 (lan1): powered for 0:00:00, 0.0 Wh\n\nNothing is recorded.\n");
+    }
+}
+
+TEST_F(energy, of_an_empty_ring_is_neither_a_plot_nor_columns) {
+    port.half_hours = {};
+    EXPECT_THAT(port_energy_plots(port), HasSubstr("\n\nLast day: nothing is recorded.\n\nLast week in W, "));
+    EXPECT_THAT(port_energy_columns(port), HasSubstr("\n\nLast day: nothing is recorded.\n\nLast week, each "));
+}
+
+TEST_F(energy, that_is_a_number_at_no_time_or_no_number_at_a_time_has_its_line) {
+    port.minutes[1] = {true, 0, std::numeric_limits<float>::infinity()};
+    EXPECT_THAT(port_energy_columns(port), HasSubstr("\n2023-11-14 22:14    unknown\n"));
 }
 
 }  // namespace

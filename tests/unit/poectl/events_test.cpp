@@ -69,7 +69,7 @@ TEST(the_first_event, is_the_whole_state_also_when_there_is_none) {
     EXPECT_EQ(all.events[0].details["daemon"]["reason"], "daemon_not_reachable");
     EXPECT_TRUE(all.events[0].details["system"].is_null());
     EXPECT_EQ(all.events[0].details["ports"], facts::array());
-    EXPECT_EQ(words_of(all.events[0]), "cannot reach the daemon: no socket; waiting for it");
+    EXPECT_EQ(words_of(all.events[0]), "cannot reach the daemon: no socket");
 }
 
 TEST(nothing, is_told_of_a_switch_that_stays_as_it_is) {

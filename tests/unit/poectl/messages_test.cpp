@@ -1,11 +1,14 @@
 #include "poectl/messages.h"
 
 #include <cerrno>
+#include <filesystem>
+#include <fstream>
 #include <set>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "client/fake_daemon.h"
 #include "poectl/exit_status.h"
 
 namespace {
@@ -48,6 +51,24 @@ TEST(message, tells_a_missing_socket_from_nobody_behind_it_and_from_a_refused_pe
     EXPECT_THAT(message(failure_kind::no_daemon, ECONNREFUSED), HasSubstr("nobody is behind the socket /the/socket"));
     EXPECT_THAT(message(failure_kind::no_daemon, ENAMETOOLONG), HasSubstr("File name too long"));
     EXPECT_THAT(message(failure_kind::not_permitted, EACCES), HasSubstr("this user may not write to the socket"));
+}
+
+TEST(message, tells_a_socket_that_nobody_is_behind_from_what_is_no_socket) {
+    const temporary_folder folder;
+    const auto refused_at = [](const std::string& path) {
+        return problem_of({failure_kind::no_daemon, ECONNREFUSED}, path, std::chrono::milliseconds(250));
+    };
+    const std::string file = folder.path + "/file", link = folder.path + "/link", gone = folder.path + "/gone";
+    std::ofstream(file) << "x";
+    std::filesystem::create_symlink("file", link);
+    for (const auto& [path, kind] :
+         {std::pair(file, "a file"), std::pair(folder.path, "a folder"), std::pair(link, "a file")}) {
+        const auto one = refused_at(path);
+        EXPECT_EQ(one.exit_status, 3);
+        EXPECT_EQ(one.why, path + " is " + kind + ", not a socket");
+        EXPECT_THAT(one.advice, HasSubstr("--socket"));
+    }
+    EXPECT_THAT(refused_at(gone).why, HasSubstr("nobody is behind the socket"));
 }
 
 TEST(message, names_the_time_that_was_waited) {

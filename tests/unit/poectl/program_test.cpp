@@ -300,6 +300,19 @@ TEST_F(program, watch_once_is_the_whole_state_on_one_line) {
     EXPECT_THAT(daemon.folder.entries(), ElementsAre("daemon"));
 }
 
+TEST(program_without, a_daemon_waits_for_it_only_when_it_goes_on) {
+    const temporary_folder folder;
+    for (const char* line : {"watch --once", "watch --count 1", "top --once"}) {
+        const auto run = poectl(line, folder.path + "/nothing");
+        EXPECT_EQ(run.status, 3) << line;
+        EXPECT_THAT(run.out, testing::EndsWith("/nothing\n")) << line;
+        EXPECT_THAT(run.out, Not(HasSubstr("waiting"))) << line;
+    }
+    const auto run = poectl("watch --for 0.01", folder.path + "/nothing");
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.out, testing::EndsWith("/nothing; waiting for it\n"));
+}
+
 TEST_F(program, top_without_a_terminal_watches) {
     int pipe_ends[2];
     ASSERT_EQ(pipe2(pipe_ends, O_CLOEXEC), 0);
@@ -310,11 +323,31 @@ TEST_F(program, top_without_a_terminal_watches) {
     EXPECT_THAT(run.err, StartsWith("poectl: no full screen: "));
 }
 
+TEST_F(program, top_without_a_terminal_ends_as_watch_does) {
+    for (const char* line : {"top --once", "top --count 1", "top --for 0.01"}) {
+        const auto run = poectl(line);
+        EXPECT_EQ(run.status, 0) << line;
+        EXPECT_EQ(std::ranges::count(run.out, '\n'), 1) << line;
+    }
+}
+
 TEST_F(program, bad_usage_is_2_with_a_line_on_standard_error_before_anything_is_asked) {
     const auto run = poectl("port 3 set --limit 12.34");
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(run.out, "");
     EXPECT_THAT(run.err, StartsWith("poectl: --limit: '12.34' is not a whole number of tenths of a watt\n"));
+    EXPECT_THAT(daemon.requests(), IsEmpty());
+}
+
+TEST_F(program, bad_usage_is_on_standard_output_too_for_programs) {
+    const auto run = poectl("port 3 set --limit 12.34 --json");
+    EXPECT_EQ(run.status, 2);
+    const auto told = json::parse(run.out);
+    EXPECT_EQ(told["command"], "port set");
+    EXPECT_EQ(told["error"]["name"], "usage");
+    EXPECT_EQ(told["error"]["exit_status"], 2);
+    EXPECT_EQ(told["error"]["reason"], "--limit: '12.34' is not a whole number of tenths of a watt");
+    EXPECT_THAT(run.err, StartsWith("poectl: --limit: '12.34' is not a whole number of tenths of a watt\nTry: "));
     EXPECT_THAT(daemon.requests(), IsEmpty());
 }
 

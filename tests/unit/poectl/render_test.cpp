@@ -12,9 +12,9 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-block numbers(bool can_go = false) {
+block numbers(std::uint8_t leaves = 0) {
     block table =
-        table_of({{.heading = "NAME"}, {.heading = "N", .to_the_right = true, .can_go = can_go}, {.heading = "WORD"}});
+        table_of({{.heading = "NAME"}, {.heading = "N", .to_the_right = true, .leaves = leaves}, {.heading = "WORD"}});
     table.rows = {{"a", "100", "x"}, {"longer", cell("7.5", tone::bad), ""}};
     return table;
 }
@@ -44,13 +44,63 @@ TEST(a_table, without_headings_is_a_list) {
 
 TEST(a_table, that_is_too_wide_leaves_out_what_may_go_and_says_so) {
     const look narrow{.width = 16};
-    EXPECT_EQ(table_text(numbers(true), narrow),
+    EXPECT_EQ(table_text(numbers(1), narrow),
               "NAME    WORD\n"
               "a       x\n"
               "longer\n"
-              "(no room for N in 16 columns)\n");
-    EXPECT_EQ(table_text(numbers(false), narrow), table_text(numbers()));
-    EXPECT_EQ(table_text(numbers(true), {.width = 17}), table_text(numbers()));
+              "(no room for N\n"
+              "in 16 columns)\n");
+    EXPECT_EQ(table_text(numbers(1), {.width = 17}), table_text(numbers()));
+}
+
+TEST(a_table, leaves_columns_out_in_their_order_and_no_more_than_it_must) {
+    block table = table_of({{.heading = "AA", .leaves = 2}, {.heading = "BB"}, {.heading = "CC", .leaves = 1}});
+    table.rows = {{"1", "2", "3"}};
+    EXPECT_THAT(table_text(table, {.width = 10}), testing::StartsWith("AA  BB  CC\n"));
+    EXPECT_THAT(table_text(table, {.width = 9}), testing::StartsWith("AA  BB\n1   2\n(no room\nfor CC in"));
+    EXPECT_THAT(table_text(table, {.width = 5}), testing::StartsWith("BB\n2\n"));
+}
+
+TEST(a_table, for_which_there_is_no_room_at_all_is_a_list) {
+    EXPECT_EQ(table_text(numbers(), {.width = 10}),
+              "NAME: a\nN: 100\nWORD: x\n"
+              "\n"
+              "NAME:\nlonger\nN: 7.5\n");
+    EXPECT_EQ(table_text(labels({{"a name that is long", "1"}}), {.width = 20}), "a name that is long\n1\n");
+}
+
+TEST(a_table, whose_last_column_wraps_goes_on_below_it) {
+    block table = table_of({{.heading = "A"}, {.heading = "WHAT", .wraps = true}});
+    table.rows = {{cell("ok", tone::good), "all is as well as it can be"}, {"", "  mend: nothing that can be mended"}};
+    EXPECT_EQ(table_text(table, {.width = 20}),
+              "A   WHAT\n"
+              "ok  all is as well\n"
+              "    as it can be\n"
+              "      mend: nothing\n"
+              "      that can be\n"
+              "      mended\n");
+    EXPECT_EQ(table_text(table, {}), table_text(table, {.width = 38}));
+}
+
+TEST(a_block, with_narrower_ones_is_the_first_that_has_room) {
+    const auto of_width = [](std::size_t width) {
+        block one = paragraph(std::string(width, '#'));
+        one.least_width = width;
+        return one;
+    };
+    block widest = of_width(12);
+    widest.narrower = {of_width(8), of_width(4)};
+    EXPECT_EQ(table_text(widest), std::string(12, '#') + "\n");
+    EXPECT_EQ(table_text(widest, {.width = 12}), std::string(12, '#') + "\n");
+    EXPECT_EQ(table_text(widest, {.width = 11}), std::string(8, '#') + "\n");
+    EXPECT_EQ(table_text(widest, {.width = 4}), std::string(4, '#') + "\n");
+}
+
+TEST(a_block, of_whole_lines_is_never_broken) {
+    block one = paragraph("a line for a program");
+    EXPECT_EQ(table_text(one, {.width = 10}), "a line for\na program\n");
+    one.is_whole = true;
+    EXPECT_EQ(table_text(one, {.width = 10}), "a line for a program\n");
 }
 
 TEST(colour, is_around_words_only_when_it_is_wanted) {

@@ -91,7 +91,7 @@ TEST(the_screen, of_24_lines_and_80_columns_has_everything) {
     EXPECT_THAT(lines[0], testing::EndsWith("q quit  ? help"));
     EXPECT_EQ(lines[2].substr(0, 8), "Budget [");
     EXPECT_THAT(lines[2], HasSubstr("] 45.0 of 300.0 W, alarm at 80 %"));
-    EXPECT_EQ(lines[3], "  PORT INTERFACE LED    STATUS              POWER/LIMIT W ");
+    EXPECT_EQ(lines[3], "  PORT INTERFACE LED    STATUS              POWER/LIMIT W");
     EXPECT_THAT(lines[5], StartsWith("> 2    lan2      lit    delivering (1)"));
     EXPECT_THAT(lines[5], testing::EndsWith("15.0/30.0 [##########..........]"));
     EXPECT_EQ(lines[5].size(), 80U);
@@ -141,6 +141,7 @@ TEST(the_help, has_every_key) {
     const auto text = text_of(top_screen(busy_switch(), {.help = true}, {24, 80}));
     EXPECT_THAT(text, HasSubstr("up, down, 1 to 4"));
     EXPECT_THAT(text, HasSubstr("quit"));
+    EXPECT_THAT(text, HasSubstr("| marks\nthe usage alarm. LEDs"));
     EXPECT_THAT(text, Not(HasSubstr("lan1")));
 }
 
