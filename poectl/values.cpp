@@ -101,7 +101,14 @@ parsed<std::int8_t> parse_priority(std::string_view text) {
 }
 
 parsed<std::int8_t> parse_mode(std::string_view text) {
-    return number_within<std::int8_t>(text, 0, highest_poe_mode, "a mode");
+    static_assert(power_modes.size() == highest_poe_mode + 1);
+    std::string names;
+    for (std::int8_t mode = 0; mode <= highest_poe_mode; mode++) {
+        const auto name = power_modes[static_cast<std::size_t>(mode)].name;
+        if (text == name || text == std::to_string(mode)) return {.value = mode, .problem = {}};
+        names += (names.empty() ? "" : ", ") + std::string(name);
+    }
+    return problem<std::int8_t>(text, "one of " + names + " (or 0 to " + std::to_string(highest_poe_mode) + ")");
 }
 
 parsed<std::int8_t> parse_re_enable_s(std::string_view text) {

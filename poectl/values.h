@@ -24,7 +24,7 @@ parsed<poe_client::port_bitmap> parse_ports(std::string_view text);  // "1,3", "
 parsed<std::int8_t> parse_on_off(std::string_view text);
 parsed<std::int8_t> parse_zero_or_one(std::string_view text);
 parsed<std::int8_t> parse_priority(std::string_view text);  // critical, high, low, or 1, 2, 3
-parsed<std::int8_t> parse_mode(std::string_view text);
+parsed<std::int8_t> parse_mode(std::string_view text);      // "90w", or its number
 parsed<std::int8_t> parse_re_enable_s(std::string_view text);
 parsed<std::int8_t> parse_threshold_percent(std::string_view text);
 parsed<std::uint32_t> parse_limit_dw(std::string_view text);  // watts with at most one decimal

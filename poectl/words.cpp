@@ -32,6 +32,11 @@ std::string number_and_interface(std::size_t port) {
 
 }  // namespace
 
+std::string mode_words(std::int8_t mode) {
+    if (!is_known_mode(mode)) return std::to_string(mode);
+    return std::string(power_modes[static_cast<std::size_t>(mode)].name) + " (" + std::to_string(mode) + ")";
+}
+
 std::string port_words(std::size_t port) {
     return "port " + number_and_interface(port);
 }

@@ -45,6 +45,10 @@ value_seen seconds(std::int8_t value) {
 value_seen plain_number(std::int8_t value) {
     return number(value);
 }
+value_seen mode_of(std::int8_t mode) {
+    return {mode, mode_words(mode)};
+}
+
 
 value_seen period(std::int8_t on) {
     return {on > 0, std::string(on_off(on > 0))};
@@ -149,7 +153,7 @@ sight sight_of_port_change(std::uint8_t port, const poe_client::port_settings_ch
         switches_off ? proof::controller : proof::record);
     add("limit_mw", "power limit", &settings::power_limit_dw, change.power_limit_dw, watts_of, proof::controller);
     add("priority", "priority", &settings::priority, change.priority, priority_of, proof::controller);
-    add("mode", "mode", &settings::mode, change.mode, plain_number, proof::controller);
+    add("mode", "mode", &settings::mode, change.mode, mode_of, proof::controller);
     add("schedule_enabled", "obeys its schedule", &settings::schedule_enable, change.schedule_enable, yes_or_no,
         proof::record);
     add("re_enable_s", "off in a power-cycle", &settings::re_enable_s, change.re_enable_s, seconds, proof::record);

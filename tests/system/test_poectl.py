@@ -11,7 +11,7 @@ from world import DAEMON_SOCKET, PATIENCE_S
 FAST = 1000
 FRESH_PORT_SETTINGS = {"enabled": False, "limit_mw": 90000, "priority": {"code": 3, "name": "low"}, "mode": 2,
                        "schedule_enabled": False, "re_enable_s": 10}
-OPTIONS_OF_EVERY_SETTING = ("--enable", "on", "--limit", "30", "--priority", "high", "--mode", "3",
+OPTIONS_OF_EVERY_SETTING = ("--enable", "on", "--limit", "30", "--priority", "high", "--mode", "90w-no-class",
                             "--schedule", "on", "--re-enable", "20")
 
 
@@ -110,7 +110,8 @@ def test_counters_grow_with_the_talk_to_the_controller(world):
 
 def test_every_setting_of_a_port_reaches_the_daemon(world):
     assert done(world, "port", "2", "set", *OPTIONS_OF_EVERY_SETTING) == (
-        "done: port 2 (lan2) enable on, limit 30.0 W, priority high, mode 3, schedule on, re-enable 20 s")
+        "done: port 2 (lan2) enable on, limit 30.0 W, priority high, mode 90w-no-class (3), schedule on, "
+        "re-enable 20 s")
     world.wait_for("the change", lambda: port(world, 2)["settings"] == {
         "enabled": True, "limit_mw": 30000, "priority": {"code": 2, "name": "high"}, "mode": 3,
         "schedule_enabled": True, "re_enable_s": 20})
@@ -119,7 +120,7 @@ def test_every_setting_of_a_port_reaches_the_daemon(world):
 
 @pytest.mark.parametrize("words, key, value", [("--enable on", "enabled", True), ("--limit 15.4", "limit_mw", 15400),
                                                ("--priority 1", "priority", {"code": 1, "name": "critical"}),
-                                               ("--mode 0", "mode", 0), ("--re-enable 60", "re_enable_s", 60),
+                                               ("--mode 0", "mode", 0), ("--mode 15w", "mode", 0), ("--re-enable 60", "re_enable_s", 60),
                                                ("--schedule on", "schedule_enabled", True)])
 def test_one_setting_of_a_port_leaves_the_others(world, words, key, value):
     done(world, "port", "4", "set", *words.split())
