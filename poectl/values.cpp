@@ -68,7 +68,7 @@ std::optional<poe_client::port_bitmap> port_range(std::string_view text) {
 
 parsed<poe_client::port_bitmap> parse_ports(std::string_view text) {
     parsed<poe_client::port_bitmap> ports;
-    if (text == "all") text = "1-4";
+    if (text == all_ports_word) text = "1-4";
     for (std::size_t begin = 0; begin <= text.size();) {
         const std::size_t comma = std::min(text.find(',', begin), text.size());
         const auto range = port_range(text.substr(begin, comma - begin));

@@ -19,7 +19,8 @@ struct parsed {
     bool good() const { return problem.empty(); }
 };
 
-parsed<std::uint8_t> parse_port(std::string_view text);              // "1".."4", or an interface → 0..3
+parsed<std::uint8_t> parse_port(std::string_view text);  // "1".."4", or an interface → 0..3
+inline constexpr std::string_view all_ports_word = "all";
 parsed<poe_client::port_bitmap> parse_ports(std::string_view text);  // "1,3", "2-4", "lan1", "all"
 parsed<std::int8_t> parse_on_off(std::string_view text);
 parsed<std::int8_t> parse_zero_or_one(std::string_view text);

@@ -161,7 +161,8 @@ failure set_port(const command& asked, connection& daemon, picture& seen) {
         .send = [&](connection& to) { return poe_client::set_port(to, port, change); },
         .look = look_at_ports,
         .judge = [&](const auto& was,
-                     const auto& is) { return sight_of_port_change(port, asked.port_change, was, is); }};
+                     const auto& is) { return sight_of_port_change(port, asked.port_change, was, is); },
+        .look_with = "poectl port " + std::to_string(panel_number(port))};
     return carry_out(asked, daemon, planned, before, seen);
 }
 
