@@ -104,7 +104,7 @@ parsed<std::int8_t> parse_mode(std::string_view text) {
     static_assert(power_modes.size() == highest_poe_mode + 1);
     std::string names;
     for (std::int8_t mode = 0; mode <= highest_poe_mode; mode++) {
-        const auto name = power_modes[static_cast<std::size_t>(mode)].name;
+        const auto name = power_mode_of(mode)->name;
         if (text == name || text == std::to_string(mode)) return {.value = mode, .problem = {}};
         names += (names.empty() ? "" : ", ") + std::string(name);
     }

@@ -33,8 +33,9 @@ std::string number_and_interface(std::size_t port) {
 }  // namespace
 
 std::string mode_words(std::int8_t mode) {
-    if (!is_known_mode(mode)) return std::to_string(mode);
-    return std::string(power_modes[static_cast<std::size_t>(mode)].name) + " (" + std::to_string(mode) + ")";
+    const auto* known = power_mode_of(mode);
+    const std::string number = std::to_string(mode);
+    return known == nullptr ? number : std::string(known->name) + " (" + number + ")";
 }
 
 std::string port_words(std::size_t port) {

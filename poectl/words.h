@@ -31,8 +31,10 @@ inline constexpr std::array<power_mode, 5> power_modes{{
     {"90w-no-detection", "up to 90 W, within the limit, whatever is plugged in"},
 }};
 
-constexpr bool is_known_mode(std::int8_t mode) {
-    return mode >= 0 && static_cast<std::size_t>(mode) < power_modes.size();
+// Null for a number that is no mode's.
+constexpr const power_mode* power_mode_of(std::int8_t number) {
+    const auto place = static_cast<std::uint8_t>(number);
+    return place < power_modes.size() ? &power_modes[place] : nullptr;
 }
 
 // "90w (2)"

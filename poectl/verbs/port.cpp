@@ -26,8 +26,8 @@ std::string with_unit(const std::string& figure, const char* unit) {
 }
 
 std::string mode_with_meaning(std::int8_t mode) {
-    if (!is_known_mode(mode)) return mode_words(mode);
-    return mode_words(mode) + ": " + std::string(power_modes[static_cast<std::size_t>(mode)].meaning);
+    const auto* known = power_mode_of(mode);
+    return mode_words(mode) + (known == nullptr ? "" : ": " + std::string(known->meaning));
 }
 
 choices mode_choices() {
