@@ -77,6 +77,7 @@ struct command {
     poe_client::system_settings_change system_change;  // system_set
     std::uint16_t bank_limit_w = 0;                    // bank_set
     poe_client::port_bitmap ports = 0;                 // cycle, schedule_set, energy_reset
+    poe_client::port_bitmap named_ports = 0;           // cycle: those of `ports` that are not there by "all" alone
     bool only_powered = false;                         // cycle
     bool schedule_on = false;                          // schedule_set
     bool keep_in_flash = false;                        // energy_keep

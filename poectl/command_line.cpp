@@ -135,21 +135,25 @@ CLI::Option* command_line::add_ports_choice(CLI::App& owner, poe_client::port_bi
     auto* option = add_value(owner, name, into, parse_ports, "ports, such as 2 or 1,3 or 1-3 or all",
                              name.starts_with("-") ? "PORTS" : "");
     values[option] = port_choices();
-    values[option].emplace_back("all");
+    values[option].emplace_back(all_ports_word);
     return option;
 }
 
-CLI::Option* command_line::add_port_list(CLI::App& owner, poe_client::port_bitmap& into) {
+CLI::Option* command_line::add_port_list(CLI::App& owner, poe_client::port_bitmap& into,
+                                         poe_client::port_bitmap& named) {
     auto* option = owner.add_option_function<choices>(
         "PORTS",
-        [&into](const choices& lists) {
-            for (const auto& list : lists)
-                into = static_cast<poe_client::port_bitmap>(into | parse_ports(list).value);
+        [&into, &named](const choices& lists) {
+            for (const auto& list : lists) {
+                const auto ports = parse_ports(list).value;
+                into = static_cast<poe_client::port_bitmap>(into | ports);
+                if (list != all_ports_word) named = static_cast<poe_client::port_bitmap>(named | ports);
+            }
         },
         "ports, such as 2 or 1 3 or 1,3 or 1-3 or all");
     option->check([](const std::string& text) { return parse_ports(text).problem; }, "")->type_name("")->expected(-1);
     values[option] = port_choices();
-    values[option].emplace_back("all");
+    values[option].emplace_back(all_ports_word);
     return option;
 }
 

@@ -62,7 +62,8 @@ struct command_line {
 
     // A port or several: panel numbers or interfaces.
     CLI::Option* add_port_choice(CLI::App& owner, std::uint8_t& into, const std::string& name = "PORT");
-    CLI::Option* add_port_list(CLI::App& owner, poe_client::port_bitmap& into);  // several of these
+    // Several of these; `named` gets those that "all" alone does not name.
+    CLI::Option* add_port_list(CLI::App& owner, poe_client::port_bitmap& into, poe_client::port_bitmap& named);
     CLI::Option* add_ports_choice(CLI::App& owner, poe_client::port_bitmap& into, const std::string& name = "PORTS");
 };
 

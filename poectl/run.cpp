@@ -13,7 +13,7 @@ ended run(const command& asked, const look& how) {
     poe_client::connection daemon(poe_client::daemon_socket_path(asked.socket_path), asked.timeout);
     const auto failure = entry.gather(asked, daemon, seen);
     if (!succeeded(failure)) {
-        const auto error = problem_of(failure, daemon.socket_path(), asked.timeout);
+        const auto error = seen.error ? *seen.error : problem_of(failure, daemon.socket_path(), asked.timeout);
         const picture nothing = empty_picture(entry.shape);
         return {.status = error.exit_status,
                 .out = rendered({.command = entry.name, .seen = nothing, .error = error}, how),

@@ -68,7 +68,7 @@ std::optional<poe_client::port_bitmap> port_range(std::string_view text) {
 
 parsed<poe_client::port_bitmap> parse_ports(std::string_view text) {
     parsed<poe_client::port_bitmap> ports;
-    if (text == "all") text = "1-4";
+    if (text == all_ports_word) text = "1-4";
     for (std::size_t begin = 0; begin <= text.size();) {
         const std::size_t comma = std::min(text.find(',', begin), text.size());
         const auto range = port_range(text.substr(begin, comma - begin));
@@ -101,7 +101,14 @@ parsed<std::int8_t> parse_priority(std::string_view text) {
 }
 
 parsed<std::int8_t> parse_mode(std::string_view text) {
-    return number_within<std::int8_t>(text, 0, highest_poe_mode, "a mode");
+    static_assert(power_modes.size() == highest_poe_mode + 1);
+    std::string names;
+    for (std::int8_t mode = 0; mode <= highest_poe_mode; mode++) {
+        const auto name = power_mode_of(mode)->name;
+        if (text == name || text == std::to_string(mode)) return {.value = mode, .problem = {}};
+        names += (names.empty() ? "" : ", ") + std::string(name);
+    }
+    return problem<std::int8_t>(text, "one of " + names + " (or 0 to " + std::to_string(highest_poe_mode) + ")");
 }
 
 parsed<std::int8_t> parse_re_enable_s(std::string_view text) {

@@ -19,12 +19,13 @@ struct parsed {
     bool good() const { return problem.empty(); }
 };
 
-parsed<std::uint8_t> parse_port(std::string_view text);              // "1".."4", or an interface → 0..3
+parsed<std::uint8_t> parse_port(std::string_view text);  // "1".."4", or an interface → 0..3
+inline constexpr std::string_view all_ports_word = "all";
 parsed<poe_client::port_bitmap> parse_ports(std::string_view text);  // "1,3", "2-4", "lan1", "all"
 parsed<std::int8_t> parse_on_off(std::string_view text);
 parsed<std::int8_t> parse_zero_or_one(std::string_view text);
 parsed<std::int8_t> parse_priority(std::string_view text);  // critical, high, low, or 1, 2, 3
-parsed<std::int8_t> parse_mode(std::string_view text);
+parsed<std::int8_t> parse_mode(std::string_view text);      // "90w", or its number
 parsed<std::int8_t> parse_re_enable_s(std::string_view text);
 parsed<std::int8_t> parse_threshold_percent(std::string_view text);
 parsed<std::uint32_t> parse_limit_dw(std::string_view text);  // watts with at most one decimal

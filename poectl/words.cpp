@@ -32,6 +32,12 @@ std::string number_and_interface(std::size_t port) {
 
 }  // namespace
 
+std::string mode_words(std::int8_t mode) {
+    const auto* known = power_mode_of(mode);
+    const std::string number = std::to_string(mode);
+    return known == nullptr ? number : std::string(known->name) + " (" + number + ")";
+}
+
 std::string port_words(std::size_t port) {
     return "port " + number_and_interface(port);
 }

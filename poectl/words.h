@@ -16,6 +16,30 @@ constexpr std::string_view priority_name(std::int8_t priority) {
     return priority_names[priority >= 1 && priority <= 3 ? static_cast<std::size_t>(priority) : 0];
 }
 
+// The modes of a port, by their numbers. What a mode does is the controller's affair; these are the words of the one
+// that the virtual switch models.
+struct power_mode {
+    std::string_view name;  // one word, as it is typed
+    std::string_view meaning;
+};
+
+inline constexpr std::array<power_mode, 5> power_modes{{
+    {"15w", "up to 15.4 W, within the device's class and the limit"},
+    {"30w", "up to 30 W, within the device's class and the limit"},
+    {"90w", "up to 90 W, within the device's class and the limit"},
+    {"90w-no-class", "up to 90 W, within the limit, whatever the device's class"},
+    {"90w-no-detection", "up to 90 W, within the limit, whatever is plugged in"},
+}};
+
+// Null for a number that is no mode's.
+constexpr const power_mode* power_mode_of(std::int8_t number) {
+    const auto place = static_cast<std::uint8_t>(number);
+    return place < power_modes.size() ? &power_modes[place] : nullptr;
+}
+
+// "90w (2)"
+std::string mode_words(std::int8_t mode);
+
 constexpr std::string_view on_off(std::int64_t value) {
     return value != 0 ? "on" : "off";
 }

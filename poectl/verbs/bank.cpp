@@ -56,7 +56,8 @@ failure set_bank(const command& asked, connection& daemon, picture& seen) {
         .request = poe_client::encode_set_power_bank(bank),
         .send = [&](connection& to) { return set_power_bank(to, bank); },
         .look = look_at_bank,
-        .judge = [&](const auto& was, const auto& is) { return sight_of_bank_change(bank.limit_w, was, is); }};
+        .judge = [&](const auto& was, const auto& is) { return sight_of_bank_change(bank.limit_w, was, is); },
+        .look_with = "poectl bank"};
     return carry_out(asked, daemon, change, before, seen);
 }
 

@@ -25,12 +25,28 @@ struct awaited {
     sight last;
     change_records records{};
     std::string last_trouble;
+    bool was_so = false;  // and stayed so
+};
+
+// Whether the daemon has come to a change that shows in no record. It talks with the controller all the time.
+class passing {
+  public:
+    bool is_over(std::uint64_t transactions) {
+        const bool is_another_daemon = begin_ && transactions < *begin_;
+        if (!begin_ || is_another_daemon) begin_ = transactions;
+        return transactions - *begin_ >= transactions_until_applied;
+    }
+
+  private:
+    std::optional<std::uint64_t> begin_;
 };
 
 awaited await_effect(const command& asked, connection& daemon, const planned_change& change,
                      const change_records& before, steady::time_point until) {
     awaited seen;
     seen.last = change.judge(before, before);
+    seen.was_so = !change.replaces && all_seen(seen.last.aims);
+    passing pass;
     auto pause = first_pause;
     for (;;) {
         change_records now = before;
@@ -39,8 +55,11 @@ awaited await_effect(const command& asked, connection& daemon, const planned_cha
         if (succeeded(error)) {
             seen.last = change.judge(before, now);
             seen.records = now;
-            if (all_seen(seen.last.aims)) seen.ended = outcome::done;
-            if (!more_can_come(seen.last.aims)) return seen;
+            const bool is_so = all_seen(seen.last.aims);
+            seen.was_so = seen.was_so && is_so;
+            const bool may_wait_yet = seen.was_so && change.is_queued && !pass.is_over(now.counters.total);
+            if (is_so) seen.ended = may_wait_yet ? outcome::not_reached : outcome::done;
+            if (!may_wait_yet && !more_can_come(seen.last.aims)) return seen;
         } else {
             const auto trouble = problem_of(error, daemon.socket_path(), asked.timeout);
             seen.last_trouble = trouble.what + ": " + trouble.why;
@@ -68,14 +87,19 @@ failure carry_out(const command& asked, connection& daemon, const planned_change
                      .ports = change.ports,
                      .request = change.request,
                      .seen = first,
-                     .notes = change.notes};
+                     .notes = change.notes,
+                     .left_out = change.left_out};
     if (asked.dry_run) {
         depict_change(told, seen);
         return {};
     }
     const auto begin = steady::now();
     const failure error = change.send(daemon);
-    if (!succeeded(error)) return error;
+    if (!succeeded(error)) {
+        if (may_have_been_taken(error))
+            seen.error = unanswered(problem_of(error, daemon.socket_path(), asked.timeout), change.look_with);
+        return error;
+    }
     if (!asked.wait_for_effect) {
         told.ended = outcome::accepted;
         depict_change(told, seen);
@@ -89,6 +113,8 @@ failure carry_out(const command& asked, connection& daemon, const planned_change
                        .request = change.request,
                        .seen = ended.last,
                        .notes = change.notes,
+                       .left_out = change.left_out,
+                       .was_so = ended.was_so,
                        .waited = std::chrono::round<std::chrono::milliseconds>(steady::now() - begin),
                        .failed_transactions = 0,
                        .last_trouble = ended.last_trouble};

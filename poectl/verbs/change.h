@@ -8,9 +8,14 @@
 #include "poe_client/codec.h"
 #include "poe_client/connection.h"
 #include "poectl/command_line.h"
+#include "poectl/verbs/change_page.h"
 #include "poectl/verbs/effect.h"
 
 namespace poectl {
+
+// Transactions after which the daemon has come to a change that was queued: those of a port that is being read and of
+// the end of a sweep, and those of a change of all ports that came before. Changes before that one show meanwhile.
+inline constexpr std::uint64_t transactions_until_applied = 5 + 3 + poe_client::port_count * (3 + 5);
 
 // An effect takes a sweep over the ports, rarely more than two seconds.
 inline constexpr std::chrono::seconds usual_patience{10};
@@ -24,6 +29,12 @@ struct planned_change {
     std::function<sight(const change_records& before, const change_records& now)> judge;
     std::chrono::milliseconds patience = usual_patience;
     std::vector<std::string> notes{};
+    std::vector<left_out_port> left_out{};
+    // The daemon answers first and applies such a change later, behind those that came before it.
+    bool is_queued = true;
+    // Records that look as they shall before it say nothing: it replaces them all the same.
+    bool replaces = false;
+    std::string look_with = "poectl status";  // shows a person what became of it
 };
 
 // `before` is what `look` found before. A failure is one of sending; that no effect is seen is an exit status.

@@ -23,7 +23,11 @@ std::string hex_of(const poe_client::datagram& bytes) {
 }
 
 bool was_awaited(outcome ended) {
-    return ended != outcome::would_be_sent && ended != outcome::accepted;
+    return ended != outcome::would_be_sent && ended != outcome::accepted && ended != outcome::nothing_to_do;
+}
+
+bool was_sent(outcome ended) {
+    return ended != outcome::would_be_sent && ended != outcome::nothing_to_do;
 }
 
 facts effect_facts(outcome ended) {
@@ -39,7 +43,17 @@ facts port_list(poe_client::port_bitmap ports) {
 }
 
 bool knows_what_is(outcome ended) {
-    return ended != outcome::would_be_sent && ended != outcome::accepted && ended != outcome::no_answer;
+    return was_awaited(ended) && ended != outcome::no_answer;
+}
+
+facts left_out_facts(const std::vector<left_out_port>& ports) {
+    facts list = facts::array();
+    for (const auto& one : ports) {
+        facts item = port_name_facts(one.port);
+        item["reason"] = one.reason;
+        list.push_back(std::move(item));
+    }
+    return list;
 }
 
 facts aim_facts(const aim& one, outcome ended) {
@@ -81,6 +95,12 @@ std::string seconds_words(std::chrono::milliseconds time) {
 std::string advice_of(const told_change& change) {
     std::string advice = "a longer --timeout; 'poectl counters' tells whether the controller answers";
     const auto& aims = change.seen.aims;
+    const auto waits_for_device = std::ranges::find_if(aims, [](const aim& one) {
+        return !one.seen && one.wanted.value == poe_client::status_name(poe_client::status_delivering);
+    });
+    if (waits_for_device != aims.end() && waits_for_device->port)
+        advice = "a longer --timeout; 'poectl port " + std::to_string(panel_number(*waits_for_device->port)) +
+                 " --why' says what keeps it from delivering";
     const bool is_kept_back =
         std::ranges::any_of(aims, [](const aim& one) { return !one.seen && one.proved_by == proof::never; });
     if (is_kept_back && !more_can_come(aims)) advice = "leave --parameter-1 out; poe_drv keeps its own";
@@ -104,6 +124,11 @@ problem trouble_of(const told_change& change) {
                     .what = "accepted, but no effect seen" + in_time,
                     .why = "then poe_drv could not be asked any more: " + change.last_trouble,
                     .advice = "see that poe_drv runs, then look with 'poectl status'; settings do not outlive poe_drv"};
+        case outcome::not_reached:
+            return {.exit_status = exit_no_effect,
+                    .what = "accepted, but no effect seen in " + seconds_words(change.waited),
+                    .why = "it was so before, but poe_drv has not come to it yet, and what came earlier may change it",
+                    .advice = "a longer --timeout; 'poectl counters' tells whether the controller answers"};
         default:
             return {.exit_status = exit_no_effect,
                     .what = "accepted, but no effect seen" + in_time,
@@ -116,6 +141,8 @@ std::string headline(const told_change& change) {
     switch (change.ended) {
         case outcome::would_be_sent:
             return "would be sent: " + change.words;
+        case outcome::nothing_to_do:
+            return "nothing to do: " + change.words;
         case outcome::done:
             return "done: " + change.words;
         default:
@@ -123,21 +150,27 @@ std::string headline(const told_change& change) {
     }
 }
 
-bool changed_nothing(const told_change& change) {
-    return change.ended == outcome::done && std::ranges::all_of(change.seen.aims, [](const aim& one) {
-               return one.was.value == (one.wanted.value.is_null() ? one.is.value : one.wanted.value);
-           });
+}  // namespace
+
+bool may_have_been_taken(const poe_client::failure& of_sending) {
+    return of_sending.kind == poe_client::failure_kind::timeout ||
+           of_sending.kind == poe_client::failure_kind::malformed;
 }
 
-}  // namespace
+problem unanswered(problem of_sending, const std::string& look_with) {
+    of_sending.why += "; the change may have been taken all the same";
+    of_sending.advice = "look with '" + look_with + "' before you repeat it; " + of_sending.advice;
+    return of_sending;
+}
 
 void depict_change(const told_change& change, picture& into) {
     const std::string words = headline(change);
-    into.add("change", {{"accepted", change.ended != outcome::would_be_sent},
-                        {"dry_run", change.ended == outcome::would_be_sent},
+    into.add("change", {{"accepted", was_sent(change.ended)},
+                        {"dry_run", change.dry_run || change.ended == outcome::would_be_sent},
                         {"effect_seen", effect_facts(change.ended)},
                         {"waited_ms", was_awaited(change.ended) ? facts(change.waited.count()) : facts(nullptr)},
                         {"ports", port_list(change.ports)},
+                        {"left_out", left_out_facts(change.left_out)},
                         {"message", words},
                         {"request",
                          {{"type", change.request.empty() ? facts(nullptr) : facts(change.request.front())},
@@ -147,7 +180,7 @@ void depict_change(const told_change& change, picture& into) {
     into.page = {paragraph(words)};
     if (!change.seen.aims.empty()) into.page.push_back(table_of_aims(change.seen.aims, change.ended));
     std::string notes;
-    if (changed_nothing(change)) notes += "It was so already.\n";
+    if (change.ended == outcome::done && change.was_so) notes += "It was so already.\n";
     for (const auto* list : {&change.notes, &change.seen.notes}) {
         for (auto note : *list) {
             note.front() = note.front() == 'p' ? 'P' : note.front();

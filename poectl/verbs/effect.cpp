@@ -5,6 +5,7 @@
 #include "poectl/page_parts.h"
 #include "poectl/port_facts.h"
 #include "poectl/verbs/check.h"
+#include "poectl/verbs/energy_rings.h"
 #include "poectl/words.h"
 
 namespace poectl {
@@ -16,6 +17,8 @@ using poe_client::port_count;
 namespace {
 
 constexpr std::uint32_t status_disabled = 0;
+constexpr std::uint32_t status_searching = 2;
+constexpr std::uint32_t status_requesting = 9;
 constexpr std::uint32_t status_auto_off = 13;
 
 value_seen yes_or_no(std::int64_t value) {
@@ -40,6 +43,10 @@ value_seen percent(std::int8_t value) {
 
 value_seen seconds(std::int8_t value) {
     return number(value, " s");
+}
+
+value_seen mode_of(std::int8_t mode) {
+    return {mode, mode_words(mode)};
 }
 
 value_seen plain_number(std::int8_t value) {
@@ -68,16 +75,42 @@ aim value_aim(std::string_view setting, std::string_view label, number was, numb
             .proved_by = was == wanted ? proof::record : proved_by};
 }
 
-aim status_aim(std::uint8_t port, bool on, const change_records& before, const change_records& now) {
+enum class port_shall : std::uint8_t { be_off, be_on, deliver };
+
+port_shall be_on_if(bool on) {
+    return on ? port_shall::be_on : port_shall::be_off;
+}
+
+value_seen wanted_status(port_shall what) {
+    if (what == port_shall::deliver) return status_value(poe_client::status_delivering);
+    return {nullptr, what == port_shall::be_on ? "searching or delivering" : "disabled"};
+}
+
+bool does(port_shall what, const poe_client::port_status& port) {
+    if (what == port_shall::deliver) return shows_on(port.status) && delivers(port);
+    return what == port_shall::be_on ? shows_on(port.status) : shows_off(port.status);
+}
+
+aim status_aim(std::uint8_t port, port_shall what, const change_records& before, const change_records& now) {
     const auto was = before.all.ports[port].status.status, is = now.all.ports[port].status.status;
     return {.port = port,
             .setting = "status",
             .label = "status",
             .was = status_value(was),
-            .wanted = {nullptr, on ? "searching or delivering" : "disabled"},
+            .wanted = wanted_status(what),
             .is = status_value(is),
-            .seen = on ? shows_on(is) : shows_off(is),
-            .proved_by = on ? proof::reading : proof::record};
+            .seen = does(what, now.all.ports[port].status),
+            .proved_by = what == port_shall::be_off ? proof::record : proof::reading};
+}
+
+// A port that is on and has nothing to deliver to is as it shall be; still, somebody may have expected more.
+void note_what_keeps_it_from_delivering(const poe_client::port_status& port, std::vector<std::string>& notes) {
+    if (!shows_on(port.status) || delivers(port)) return;
+    const std::string who = port_words(port.port) + " is on";
+    const bool waits = port.status == status_searching || port.status == status_requesting;
+    notes.push_back(waits ? who + "; no device has taken power yet."
+                          : who + " and does not deliver: 'poectl port " + std::to_string(panel_number(port.port)) +
+                                " --why' says why.");
 }
 
 std::string why_it_stays_off(std::uint8_t port, const poe_client::system_settings& system,
@@ -98,6 +131,24 @@ bool is_empty(const poe_client::port_energy& port) {
     const auto valid = [](const poe_client::energy_slot& slot) { return slot.valid; };
     return port.powered_s == 0 && !(port.energy_wh > 0) && std::ranges::none_of(port.minutes, valid) &&
            std::ranges::none_of(port.half_hours, valid) && std::ranges::none_of(port.two_hours, valid);
+}
+
+std::uint64_t filled_slots(const energy_ring& ring) {
+    return static_cast<std::uint64_t>(std::ranges::count_if(ring.slots, &poe_client::energy_slot::valid));
+}
+
+std::int64_t recorded_minutes(const poe_client::port_energy& port) {
+    std::uint64_t longest_s = 0;
+    for (const auto& ring : rings_of(port))
+        longest_s = std::max(longest_s, filled_slots(ring) * ring.period_s);
+    return static_cast<std::int64_t>(longest_s / minute_s);
+}
+
+bool is_filled_for(std::uint32_t minutes, const poe_client::port_energy& port) {
+    return std::ranges::all_of(rings_of(port), [minutes](const energy_ring& ring) {
+        const std::uint64_t whole_periods = std::uint64_t{minutes} * minute_s / ring.period_s;
+        return filled_slots(ring) == std::min<std::uint64_t>(whole_periods, ring.slots.size());
+    });
 }
 
 value_seen energy_value(const poe_client::port_energy& port) {
@@ -149,15 +200,19 @@ sight sight_of_port_change(std::uint8_t port, const poe_client::port_settings_ch
         switches_off ? proof::controller : proof::record);
     add("limit_mw", "power limit", &settings::power_limit_dw, change.power_limit_dw, watts_of, proof::controller);
     add("priority", "priority", &settings::priority, change.priority, priority_of, proof::controller);
-    add("mode", "mode", &settings::mode, change.mode, plain_number, proof::controller);
+    add("mode", "mode", &settings::mode, change.mode, mode_of, proof::controller);
     add("schedule_enabled", "obeys its schedule", &settings::schedule_enable, change.schedule_enable, yes_or_no,
         proof::record);
     add("re_enable_s", "off in a power-cycle", &settings::re_enable_s, change.re_enable_s, seconds, proof::record);
     if (change.enable || change.schedule_enable) {
         const auto wanted = merged(is, change);
         const bool on = should_deliver(now.all.system.settings, wanted, now.all.ports[port].status.schedule_on > 0);
-        all.aims.push_back(status_aim(port, on, before, now));
+        all.aims.push_back(status_aim(port, be_on_if(on), before, now));
         if (!on && wanted.enable != 0) all.notes.push_back(why_it_stays_off(port, now.all.system.settings, wanted));
+        if (on) note_what_keeps_it_from_delivering(now.all.ports[port].status, all.notes);
+        if (wanted.enable == 0 && now.all.ports[port].cycle_pending)
+            all.notes.push_back(port_words(port) + " is being power-cycled, which enables it in " +
+                                std::to_string(now.all.ports[port].on_again_s) + " s, whatever is set before.");
     }
     return all;
 }
@@ -185,8 +240,8 @@ sight sight_of_system_change(const poe_client::system_settings_change& change, c
     wanted.enable = *change.enable;
     for (std::uint8_t port = 0; port < port_count; port++) {
         const auto& reading = now.all.ports[port];
-        all.aims.push_back(
-            status_aim(port, should_deliver(wanted, reading.settings, reading.status.schedule_on > 0), before, now));
+        all.aims.push_back(status_aim(
+            port, be_on_if(should_deliver(wanted, reading.settings, reading.status.schedule_on > 0)), before, now));
     }
     return all;
 }
@@ -212,14 +267,15 @@ sight sight_of_schedule_change(port_bitmap ports, bool on, const change_records&
             return;
         }
         const bool delivers_then = should_deliver(now.all.system.settings, reading.settings, on);
-        all.aims.push_back(status_aim(port, delivers_then, before, now));
+        all.aims.push_back(status_aim(port, be_on_if(delivers_then), before, now));
         if (on && !delivers_then)
             all.notes.push_back(why_it_stays_off(port, now.all.system.settings, reading.settings));
     });
     return all;
 }
 
-// The tick of a port's entry is that of its latest power-cycle, and stays when the port is on again.
+// The tick of a port's entry is that of its latest power-cycle, and stays when the port is on again. A device that had
+// power gets it again; until then whoever restarts it is not done.
 sight sight_of_cycle(port_bitmap ports, const change_records& before, const change_records& now) {
     sight all;
     for_each_port(ports, [&](std::uint8_t port) {
@@ -243,8 +299,10 @@ sight sight_of_cycle(port_bitmap ports, const change_records& before, const chan
         auto enabled = reading.settings;
         enabled.enable = 1;
         const bool on = should_deliver(now.all.system.settings, enabled, reading.status.schedule_on > 0);
-        all.aims.push_back(status_aim(port, on, before, now));
+        const bool delivered = delivers(before.all.ports[port].status);
+        all.aims.push_back(status_aim(port, on && delivered ? port_shall::deliver : be_on_if(on), before, now));
         if (!on) all.notes.push_back(why_it_stays_off(port, now.all.system.settings, enabled));
+        if (on && !delivered && begun && !is.pending) note_what_keeps_it_from_delivering(reading.status, all.notes);
     });
     return all;
 }
@@ -269,6 +327,23 @@ sight sight_of_energy_reset(port_bitmap ports, const change_records& before, con
                             .seen = is_empty(is) || is.powered_s < was.powered_s,
                             .proved_by = proof::record});
     });
+    return all;
+}
+
+// Each ring of a port's history is filled as far as the minutes reach.
+sight sight_of_made_up_history(std::uint32_t minutes, const change_records& before, const change_records& now) {
+    sight all;
+    for (std::uint8_t port = 0; port < port_count; port++) {
+        const auto &was = before.energy[port], &is = now.energy[port];
+        all.aims.push_back({.port = port,
+                            .setting = "history_minutes",
+                            .label = "history",
+                            .was = number(recorded_minutes(was), " min"),
+                            .wanted = number(minutes, " min"),
+                            .is = number(recorded_minutes(is), " min"),
+                            .seen = is_filled_for(minutes, is),
+                            .proved_by = proof::record});
+    }
     return all;
 }
 

@@ -69,6 +69,7 @@ sight sight_of_bank_change(std::uint16_t limit_w, const change_records& before, 
 sight sight_of_schedule_change(poe_client::port_bitmap ports, bool on, const change_records& before,
                                const change_records& now);
 sight sight_of_cycle(poe_client::port_bitmap ports, const change_records& before, const change_records& now);
+sight sight_of_made_up_history(std::uint32_t minutes, const change_records& before, const change_records& now);
 sight sight_of_energy_kept(bool wanted, const change_records& before, const change_records& now);
 sight sight_of_energy_reset(poe_client::port_bitmap ports, const change_records& before, const change_records& now);
 

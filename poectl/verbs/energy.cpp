@@ -5,7 +5,6 @@
 #include "poectl/pictures.h"
 #include "poectl/port_facts.h"
 #include "poectl/verbs/change.h"
-#include "poectl/verbs/change_page.h"
 #include "poectl/verbs/energy_page.h"
 #include "poectl/verbs/energy_rings.h"
 #include "poectl/verbs/verbs.h"
@@ -69,7 +68,7 @@ void add_energy(command_line& line) {
     auto* inject = line.add(*energy, "inject", "a test aid: replaces the history of all ports by a made-up one",
                             verb::energy_inject);
     line.add_value(*inject, "MINUTES", asked.history_minutes, parse_minutes, "how far back it goes", "")->required();
-    for (auto* change : {reset, on, off})
+    for (auto* change : {reset, on, off, inject})
         add_waiting(line, *change, "10 s");
     for (auto* other : {reset, on, off, inject})
         other->excludes(port);
@@ -120,7 +119,9 @@ failure reset_energy(const command& asked, connection& daemon, picture& seen) {
          .request = poe_client::encode_clear_energy(ports),
          .send = [ports](connection& to) { return clear_energy(to, ports); },
          .look = [ports](connection& at, change_records& into) { return look_at_energy(at, ports, into); },
-         .judge = [ports](const auto& was, const auto& is) { return sight_of_energy_reset(ports, was, is); }},
+         .judge = [ports](const auto& was, const auto& is) { return sight_of_energy_reset(ports, was, is); },
+         .is_queued = false,
+         .look_with = "poectl energy"},
         seen);
 }
 
@@ -133,29 +134,27 @@ failure keep_energy(const command& asked, connection& daemon, picture& seen) {
          .request = poe_client::encode_set_energy_recording(wanted),
          .send = [wanted](connection& to) { return set_energy_recording(to, wanted); },
          .look = [](connection& at, change_records& into) { return take(get_energy_recording(at), into.energy_kept); },
-         .judge = [wanted](const auto& was, const auto& is) { return sight_of_energy_kept(wanted, was, is); }},
+         .judge = [wanted](const auto& was, const auto& is) { return sight_of_energy_kept(wanted, was, is); },
+         .is_queued = false,
+         .look_with = "poectl energy"},
         seen);
 }
 
-// A test aid: nothing waits for it.
 failure inject_energy(const command& asked, connection& daemon, picture& seen) {
-    const failure error = inject_energy_history(daemon, asked.history_minutes);
-    if (!succeeded(error)) return error;
-    const std::string minutes = std::to_string(asked.history_minutes);
-    const sight history{.aims = {{.port = {},
-                                  .setting = "history_minutes",
-                                  .label = "history",
-                                  .was = {nullptr, unknown_cell},
-                                  .wanted = {asked.history_minutes, minutes + " min"},
-                                  .is = {nullptr, unknown_cell}}},
-                        .notes = {}};
-    depict_change({.ended = outcome::accepted,
-                   .words = "made-up energy history of " + minutes + " min",
-                   .ports = 0,
-                   .request = poe_client::encode_inject_energy_history(asked.history_minutes),
-                   .seen = history},
-                  seen);
-    return {};
+    const auto minutes = asked.history_minutes;
+    constexpr poe_client::port_bitmap all_ports = (1U << poe_client::port_count) - 1;
+    return carry_out(
+        asked, daemon,
+        {.words = "made-up energy history of " + std::to_string(minutes) + " min",
+         .ports = 0,
+         .request = poe_client::encode_inject_energy_history(minutes),
+         .send = [minutes](connection& to) { return inject_energy_history(to, minutes); },
+         .look = [](connection& at, change_records& into) { return look_at_energy(at, all_ports, into); },
+         .judge = [minutes](const auto& was, const auto& is) { return sight_of_made_up_history(minutes, was, is); },
+         .is_queued = false,
+         .replaces = true,
+         .look_with = "poectl energy"},
+        seen);
 }
 
 }  // namespace poectl

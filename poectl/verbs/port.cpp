@@ -25,6 +25,18 @@ std::string with_unit(const std::string& figure, const char* unit) {
     return figure == unknown_cell ? figure : figure + " " + unit;
 }
 
+std::string mode_with_meaning(std::int8_t mode) {
+    const auto* known = power_mode_of(mode);
+    return mode_words(mode) + (known == nullptr ? "" : ": " + std::string(known->meaning));
+}
+
+choices mode_choices() {
+    choices names;
+    for (const auto& mode : power_modes)
+        names.emplace_back(mode.name);
+    return names;
+}
+
 block settings_list(const port_reading& port) {
     const auto& settings = port.settings;
     const std::string period = schedule_words(settings.schedule_enable, port.status.schedule_on);
@@ -32,7 +44,7 @@ block settings_list(const port_reading& port) {
                    {"  enabled", yes_no(settings.enable != 0)},
                    {"  power limit", tenths(settings.power_limit_dw) + " W"},
                    {"  priority", priority_name(settings.priority)},
-                   {"  mode", std::to_string(settings.mode)},
+                   {"  mode", mode_with_meaning(settings.mode)},
                    {"  schedule", settings.schedule_enable == 0 ? "not obeyed" : "obeyed, in an " + period},
                    {"  off in a power-cycle", std::to_string(settings.re_enable_s) + " s"}});
 }
@@ -103,8 +115,8 @@ void add_port(command_line& line) {
     line.add_value(*set, "--limit", change.power_limit_dw, parse_limit_dw, "power limit, 1.0 to 90.0 watts", "W");
     line.add_choice(*set, "--priority", change.priority, parse_priority, "who keeps power when the budget is short",
                     {"critical", "high", "low"});
-    line.add_choice(*set, "--mode", change.mode, parse_mode, "the controller's power mode, 0 to 4",
-                    {"0", "1", "2", "3", "4"});
+    line.add_choice(*set, "--mode", change.mode, parse_mode, "what the port may draw; its number, 0 to 4, does as well",
+                    mode_choices());
     line.add_choice(*set, "--schedule", change.schedule_enable, parse_on_off, "does the port obey its schedule?",
                     on_or_off());
     line.add_value(*set, "--re-enable", change.re_enable_s, parse_re_enable_s, "off time of a power-cycle, 5 to 60 s",
@@ -149,7 +161,8 @@ failure set_port(const command& asked, connection& daemon, picture& seen) {
         .send = [&](connection& to) { return poe_client::set_port(to, port, change); },
         .look = look_at_ports,
         .judge = [&](const auto& was,
-                     const auto& is) { return sight_of_port_change(port, asked.port_change, was, is); }};
+                     const auto& is) { return sight_of_port_change(port, asked.port_change, was, is); },
+        .look_with = "poectl port " + std::to_string(panel_number(port))};
     return carry_out(asked, daemon, planned, before, seen);
 }
 

@@ -20,7 +20,7 @@ std::string words_of(const poe_client::port_settings_change& change) {
     if (change.enable) add("enable " + std::string(on_off(*change.enable)));
     if (change.power_limit_dw) add("limit " + tenths(*change.power_limit_dw) + " W");
     if (change.priority) add("priority " + std::string(priority_name(*change.priority)));
-    if (change.mode) add("mode " + std::to_string(*change.mode));
+    if (change.mode) add("mode " + mode_words(*change.mode));
     if (change.schedule_enable) add("schedule " + std::string(on_off(*change.schedule_enable)));
     if (change.re_enable_s) add("re-enable " + std::to_string(*change.re_enable_s) + " s");
     return words;

@@ -78,7 +78,8 @@ failure set_schedule(const command& asked, connection& daemon, picture& seen) {
              },
          .look = look_at_ports,
          .judge = [&](const auto& was,
-                      const auto& is) { return sight_of_schedule_change(ports, asked.schedule_on, was, is); }},
+                      const auto& is) { return sight_of_schedule_change(ports, asked.schedule_on, was, is); },
+         .look_with = "poectl schedule"},
         seen);
 }
 

@@ -86,15 +86,15 @@ void depict_system(const system_reading& system, picture& seen) {
 
 failure set_system(const command& asked, connection& daemon, picture& seen) {
     const auto& change = asked.system_change;
-    return carry_out(
-        asked, daemon,
-        {.words = "system " + words_of(change),
-         .ports = 0,
-         .request = poe_client::encode_set_system(change),
-         .send = [&](connection& to) { return poe_client::set_system(to, change); },
-         .look = look_at_ports,
-         .judge = [&](const auto& was, const auto& is) { return sight_of_system_change(change, was, is); }},
-        seen);
+    return carry_out(asked, daemon,
+                     {.words = "system " + words_of(change),
+                      .ports = 0,
+                      .request = poe_client::encode_set_system(change),
+                      .send = [&](connection& to) { return poe_client::set_system(to, change); },
+                      .look = look_at_ports,
+                      .judge = [&](const auto& was, const auto& is) { return sight_of_system_change(change, was, is); },
+                      .look_with = "poectl system"},
+                     seen);
 }
 
 }  // namespace poectl

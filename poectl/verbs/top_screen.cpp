@@ -138,11 +138,11 @@ void add_details(const port_reading& port, std::vector<screen_line>& lines) {
     lines.push_back({cell(who, tone::heading), ": class " + class_words(status.status, status.detected_class) + ", " +
                                                    known_tenths(known, status.voltage_mv) + " V, " +
                                                    (known ? std::to_string(status.current_ma) : unknown_cell) +
-                                                   " mA, " + known_tenths(known, status.temperature_mc) + " C"});
+                                                   " mA, " + known_tenths(known, status.temperature_mc) + " C; off " +
+                                                   std::to_string(settings.re_enable_s) + " s in a power-cycle"});
     lines.push_back({"  " + std::string(enabled_word(settings.enable)) + ", priority " +
-                     std::string(priority_name(settings.priority)) + ", mode " + std::to_string(settings.mode) +
-                     ", schedule " + schedule_words(settings.schedule_enable, status.schedule_on) + ", off " +
-                     std::to_string(settings.re_enable_s) + " s in a power-cycle"});
+                     std::string(priority_name(settings.priority)) + ", mode " + mode_words(settings.mode) +
+                     ", schedule " + schedule_words(settings.schedule_enable, status.schedule_on)});
     lines.push_back({"  " + std::string(poe_client::status_code_of(status.status).meaning)});
     const auto& totals = status.event_totals;
     lines.push_back({"  overloads " + std::to_string(totals[0]) + ", short circuits " + std::to_string(totals[1]) +

@@ -18,8 +18,9 @@ namespace poectl {
 struct command_line;
 
 // Asks the daemon what the verb needs and puts the answers into `seen`, which has its empty sections. Stops at the
-// first failure; `seen` means something only without one. Prints nothing: all answers are in before the first byte is
-// shown, and so this process has left nothing behind however the output ends.
+// first failure; `seen` means something only without one, but for an error there that says more than the failure.
+// Prints nothing: all answers are in before the first byte is shown, and so this process has left nothing behind
+// however the output ends.
 using gathering = poe_client::failure (*)(const command& asked, poe_client::connection& daemon, picture& seen);
 
 // Shows by itself, as it goes on, and gives the exit status.

@@ -11,6 +11,7 @@ from world import PATIENCE_S, PREFIX, PROJECT, words_that_start
 
 GUIDE = (PROJECT / "docs/operators.md").read_text()
 CODES_A_LOOK = 4
+PORT_SETTINGS, MODE_OFFSET = 1, 8 + 4  # a message, and a place in its reply
 CODES = range(16)
 
 
@@ -72,6 +73,22 @@ def test_every_line_of_the_guide_is_good_usage(line):
     assert run.returncode in (0, 1, 3) and "--help" not in run.stderr, run.stderr
     if "check" in line:
         assert "/nonexistent/daemon" in run.stdout
+
+
+def test_every_mode_is_in_the_guide_as_the_command_shows_it():
+    told = []
+    for mode in range(5):
+        def answer(request, mode=mode):
+            reply = bytearray(reply_to(request))
+            if request[0] == PORT_SETTINGS:
+                reply[MODE_OFFSET] = mode
+            return bytes(reply)
+
+        with tempfile.TemporaryDirectory(dir="/var/tmp") as folder:
+            with StandIn(f"{folder}/daemon", answer):
+                page = poectl("port", "2", "--socket", f"{folder}/daemon", "--answer-timeout", "20000").stdout
+        told.append(list(re.search(r"^  mode +(\S+) \((\d)\): (.*)$", page, re.MULTILINE).groups()))
+    assert rows("Mode") == told
 
 
 def typed_to(purpose):

@@ -122,7 +122,7 @@ def test_totals_are_shown_in_hours_and_watt_hours(restored):
 
 
 def test_after_90_minutes_only_the_average_of_the_hour_is_known(world):
-    assert done(world, "inject", "90") == "accepted: made-up energy history of 90 min"
+    assert done(world, "inject", "90") == "done: made-up energy history of 90 min"
     seen = energy(world)
     for one in (seen["totals"], *seen["ports"]):
         assert one["averages"]["hour_mw"] > 0
@@ -239,8 +239,12 @@ def test_a_reset_forgets_the_history_of_the_named_ports(world):
 
 def test_a_made_up_history_replaces_totals_and_leaves_the_file(restored):
     answer = restored.poectl_json("energy", "inject", "90")
-    assert answer["change"]["accepted"] and answer["change"]["effect_seen"] is None
-    assert answer["change"]["message"] == "accepted: made-up energy history of 90 min"
+    assert answer["change"]["accepted"] and answer["change"]["effect_seen"]
+    assert answer["change"]["message"] == "done: made-up energy history of 90 min"
+    assert [(one["port"], one["was"], one["wanted"], one["is"]) for one in answer["changes"]] == [
+        (port, 0, 90, 90) for port in (1, 2, 3, 4)]
+    again = restored.poectl("energy", "inject", "90").stdout
+    assert again.startswith("done: ") and "already" not in again
     assert energy(restored)["totals"]["powered_s"] == 0 and file_of(restored) == TOTALS
 
 

@@ -22,7 +22,7 @@ LINES = {
     "system show": "system", "system set": "system set --threshold 80 --no-wait", "bank show": "bank", "bank set": "bank set 200 --no-wait",
     "cycle": "cycle 1 3 --no-wait", "schedule show": "schedule", "schedule set": "schedule 1-2 on --no-wait", "energy show": "energy",
     "energy port": "energy 2", "energy reset": "energy reset all --no-wait", "energy keep": "energy on --no-wait",
-    "energy inject": "energy inject 90", "counters": "counters",
+    "energy inject": "energy inject 90 --no-wait", "counters": "counters",
     "check": "check -w 50% -c 250 --delivering 1 --errors-warning 5", "doctor": "doctor"}
 OF_THE_DAEMON = [command for command in LINES if command not in ("check", "doctor")]
 FORMATS = ["table", "json", "jsonl", "csv", "kv"]
@@ -273,6 +273,40 @@ def test_a_change_without_effect_is_told_in_every_format(place, command, form):
         assert not all(one["seen"] for one in told["changes"])
 
 
+FIRST_SETTING, CLEAR_ENERGY = 128, 83
+
+
+def only_settings(answer):
+    """Answers queries as usual, and settings like that."""
+    return lambda request: answer(request) if request[0] >= FIRST_SETTING or request[0] == CLEAR_ENERGY else reply_to(request)
+
+
+@pytest.mark.parametrize("form", FORMATS)
+@pytest.mark.parametrize("command", CHANGES)
+def test_a_change_that_is_refused_is_5_in_every_format(place, command, form):
+    with StandIn(place, only_settings(refusal_of)):
+        run = poectl(place, LINES[command], "--format", form)
+    assert run.returncode == 5 and run.stderr.startswith("poectl: refused: ")
+    if form in ("json", "jsonl"):
+        told = validated(run, command)[0]
+        assert (told["error"] if form == "json" else told)["name"] == "refused"
+
+
+@pytest.mark.parametrize("form", FORMATS)
+@pytest.mark.parametrize("command", CHANGES)
+def test_a_change_that_is_not_answered_may_have_been_taken(place, command, form):
+    with StandIn(place, only_settings(nonsense_to)):
+        run = poectl(place, LINES[command], "--format", form)
+    assert run.returncode == 4 and "; the change may have been taken all the same.\nTry: look with 'poectl " in run.stderr
+    looks_with = run.stderr.partition("look with 'poectl ")[2].partition("'")[0]
+    with StandIn(place, reply_to):
+        assert poectl(place, looks_with).returncode == 0
+    if form in ("json", "jsonl"):
+        told = validated(run, command)[0]
+        error = told["error"] if form == "json" else told
+        assert error["name"] == "no_answer" and error["advice"].startswith("look with 'poectl ")
+
+
 @pytest.mark.parametrize("command", CHANGES)
 def test_a_dry_run_keeps_to_the_schema(place, command):
     with StandIn(place, reply_to):
@@ -287,7 +321,8 @@ def test_a_dry_run_keeps_to_the_schema(place, command):
 def test_everything_that_the_daemon_really_says_keeps_to_the_schema(make_world):
     world = make_world(speed=1000)
     world.vswitch("plug", "2", "--class", "4", "--load", "12.5")
-    world.poectl("port", "2", "set", "--enable", "on")
+    for port in "123":
+        world.poectl("port", port, "set", "--enable", "on")
     for command, line in LINES.items():
         for form in ("json", "jsonl"):
             run = world.poectl(*line.split(), "--format", form)

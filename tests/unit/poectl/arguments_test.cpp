@@ -209,7 +209,7 @@ TEST(arguments, the_reason_names_the_option_and_what_it_takes) {
 
 TEST(arguments, of_a_change_say_how_long_to_wait_for_its_effect) {
     for (const char* line : {"port 2 set --mode 1", "system set --enable on", "bank set 5", "cycle 1", "schedule 1 on",
-                             "energy on", "energy off", "energy reset 1"}) {
+                             "energy on", "energy off", "energy reset 1", "energy inject 5"}) {
         const std::string change(line);
         EXPECT_TRUE(good(line).wait_for_effect) << line;
         EXPECT_FALSE(good(line).effect_timeout.has_value()) << line;
@@ -220,8 +220,8 @@ TEST(arguments, of_a_change_say_how_long_to_wait_for_its_effect) {
                                 " --timeout 5 --no-wait", " --dry-run --no-wait", " --dry-run --timeout 5"})
             EXPECT_EQ(parse((change + bad).c_str()).status, 2) << line << bad;
     }
-    for (const char* line : {"status --timeout 5", "schedule --no-wait", "schedule --dry-run", "port 2 --dry-run",
-                             "energy --no-wait", "energy inject 5 --no-wait"})
+    for (const char* line :
+         {"status --timeout 5", "schedule --no-wait", "schedule --dry-run", "port 2 --dry-run", "energy --no-wait"})
         EXPECT_EQ(parse(line).status, 2) << line;
 }
 
@@ -232,6 +232,13 @@ TEST(arguments, of_cycle_are_several_lists_of_ports) {
     EXPECT_TRUE(good("cycle --only-powered 1 2").only_powered);
     EXPECT_EQ(good("cycle --only-powered 1 2").ports, 0b0011);
     EXPECT_EQ(parse("cycle 1 5").status, 2);
+}
+
+TEST(arguments, of_cycle_tell_ports_that_are_named_from_those_that_are_there_by_all) {
+    EXPECT_EQ(good("cycle all").named_ports, 0);
+    EXPECT_EQ(good("cycle 1-2 lan4").named_ports, 0b1011);
+    EXPECT_EQ(good("cycle all 4").named_ports, 0b1000);
+    EXPECT_EQ(good("cycle all 4").ports, 0b1111);
 }
 
 TEST(arguments, of_watch_say_when_it_ends) {

@@ -73,10 +73,39 @@ TEST(enabling_a_port, is_seen_when_its_record_and_its_status_show_it) {
     seen = sight_of_port_change(port_2, change, before, now);
     EXPECT_TRUE(all_seen(seen.aims));
     EXPECT_THAT(settings_of(seen), ElementsAre("enabled", "status"));
-    EXPECT_THAT(seen.notes, IsEmpty());
     EXPECT_EQ(seen.aims[1].was.words, "disabled (0)");
     EXPECT_EQ(seen.aims[1].is.words, "searching (2)");
     EXPECT_TRUE(seen.aims[1].wanted.value.is_null());
+}
+
+TEST(enabling_a_port, says_while_it_is_on_and_delivers_nothing) {
+    auto before = healthy_records();
+    poe_client::port_settings_change change;
+    change.enable = 1;
+    auto now = before;
+    now.all.ports[port_2].settings.enable = 1;
+    const auto notes = [&](std::uint32_t status) {
+        now.all.ports[port_2].status.status = status;
+        return sight_of_port_change(port_2, change, before, now).notes;
+    };
+    EXPECT_THAT(notes(0), IsEmpty()) << "it is not on yet";
+    EXPECT_THAT(notes(1), IsEmpty());
+    for (const std::uint32_t waiting : {2U, 9U})
+        EXPECT_THAT(notes(waiting), ElementsAre("port 2 (lan2) is on; no device has taken power yet."));
+    for (const std::uint32_t fault : {3U, 4U, 5U, 8U, 12U, 13U})
+        EXPECT_THAT(notes(fault),
+                    ElementsAre("port 2 (lan2) is on and does not deliver: 'poectl port 2 --why' says why."));
+}
+
+TEST(disabling_a_port, that_is_being_power_cycled_says_that_it_will_be_on_again) {
+    auto before = healthy_records();
+    poe_client::port_settings_change change;
+    change.enable = 0;
+    EXPECT_THAT(sight_of_port_change(port_2, change, before, before).notes, IsEmpty());
+    before.all.ports[port_2].cycle_pending = true;
+    before.all.ports[port_2].on_again_s = 7;
+    EXPECT_THAT(sight_of_port_change(port_2, change, before, before).notes,
+                ElementsAre("port 2 (lan2) is being power-cycled, which enables it in 7 s, whatever is set before."));
 }
 
 TEST(enabling_a_port, that_may_not_have_power_is_seen_while_it_is_off_and_says_why) {
@@ -183,12 +212,12 @@ TEST(a_power_cycle, is_seen_once_it_has_begun_and_ended_and_the_port_is_on_again
     auto before = healthy_records();
     before.all.cycles.port[port_2] = {.pending = false, .tick = 7};
     before.all.ports[port_2].settings.enable = 1;
-    before.all.ports[port_2].status.status = 1;
+    before.all.ports[port_2].status.status = 2;
     auto now = before;
     const auto words = [&] { return sight_of_cycle(0b0010, before, now).aims.front().is.words; };
     const auto is_seen = [&] { return all_seen(sight_of_cycle(0b0010, before, now).aims); };
     EXPECT_EQ(words(), "not begun");
-    EXPECT_FALSE(is_seen()) << "a port that delivers has not been cycled yet";
+    EXPECT_FALSE(is_seen()) << "a port that is on has not been cycled yet";
     now.all.cycles.port[port_2] = {.pending = true, .tick = 50};
     now.all.ports[port_2].settings.enable = 0;
     now.all.ports[port_2].status.status = 0;
@@ -199,8 +228,43 @@ TEST(a_power_cycle, is_seen_once_it_has_begun_and_ended_and_the_port_is_on_again
     now.all.ports[port_2].settings.enable = 1;
     EXPECT_EQ(words(), "on again");
     EXPECT_FALSE(is_seen()) << "its status does not show it yet";
+    EXPECT_THAT(sight_of_cycle(0b0010, before, now).notes, IsEmpty());
     now.all.ports[port_2].status.status = 2;
     EXPECT_TRUE(is_seen());
+    EXPECT_THAT(sight_of_cycle(0b0010, before, now).notes,
+                ElementsAre("port 2 (lan2) is on; no device has taken power yet."));
+}
+
+TEST(a_power_cycle, of_a_port_that_delivered_is_seen_when_it_delivers_again) {
+    auto before = healthy_records();
+    before.all.ports[port_2].settings.enable = 1;
+    before.all.ports[port_2].status.pair_set[1].status = 1;
+    before.all.ports[port_2].status.status = 1;
+    auto now = before;
+    now.all.cycles.port[port_2] = {.pending = false, .tick = 50};
+    const auto sight_with = [&](std::uint32_t status) {
+        now.all.ports[port_2].status.status = status;
+        now.all.ports[port_2].status.pair_set[1].status = status;
+        return sight_of_cycle(0b0010, before, now);
+    };
+    for (const std::uint32_t status : {0U, 2U, 3U, 4U, 9U, 11U, 12U}) {
+        EXPECT_FALSE(all_seen(sight_with(status).aims)) << status;
+        EXPECT_THAT(sight_with(status).notes, IsEmpty()) << status;
+    }
+    EXPECT_EQ(unseen_words(sight_with(2).aims), "port 2 (lan2): status is searching (2), wanted: delivering (1)");
+    EXPECT_EQ(sight_with(2).aims.back().wanted.value, "delivering");
+    EXPECT_TRUE(all_seen(sight_with(1).aims));
+}
+
+TEST(a_power_cycle, of_a_port_that_may_have_no_power_does_not_wait_for_any) {
+    auto before = healthy_records();
+    before.all.ports[port_2].settings.enable = 1;
+    before.all.ports[port_2].status.status = 1;  // not read anew yet
+    before.all.system.settings.enable = 0;
+    auto now = before;
+    now.all.cycles.port[port_2] = {.pending = false, .tick = 50};
+    now.all.ports[port_2].status.status = 0;
+    EXPECT_TRUE(all_seen(sight_of_cycle(0b0010, before, now).aims));
 }
 
 TEST(an_energy_reset, is_seen_when_the_record_is_empty_or_began_anew) {
@@ -215,6 +279,39 @@ TEST(an_energy_reset, is_seen_when_the_record_is_empty_or_began_anew) {
     now.energy[2].powered_s = 2;
     EXPECT_TRUE(all_seen(sight_of_energy_reset(0b0100, before, now).aims)) << "the port delivers on";
     EXPECT_EQ(sight_of_energy_reset(0b0100, before, now).aims.front().was.value, "filled");
+}
+
+TEST(a_made_up_history, is_seen_when_every_ring_of_every_port_is_filled_as_far_as_it_reaches) {
+    struct row {
+        std::uint32_t minutes;
+        std::size_t of_minutes, of_half_hours, of_two_hours;
+        int recorded;
+    };
+    for (const row& one :
+         {row{0, 0, 0, 0, 0}, row{29, 29, 0, 0, 29}, row{59, 59, 1, 0, 59}, row{60, 60, 2, 0, 60},
+          row{90, 60, 3, 0, 90}, row{100, 60, 3, 0, 90}, row{1439, 60, 47, 11, 1410}, row{1440, 60, 48, 12, 1440},
+          row{10080, 60, 48, 84, 10080}, row{4294967295U, 60, 48, 84, 10080}}) {
+        const auto before = healthy_records();
+        auto now = before;
+        for (auto& port : now.energy) {
+            for (std::size_t i = 0; i < one.of_minutes; i++)
+                port.minutes[i].valid = true;
+            for (std::size_t i = 0; i < one.of_half_hours; i++)
+                port.half_hours[i].valid = true;
+            for (std::size_t i = 0; i < one.of_two_hours; i++)
+                port.two_hours[i].valid = true;
+        }
+        const auto seen = sight_of_made_up_history(one.minutes, before, now);
+        ASSERT_EQ(seen.aims.size(), 4U);
+        EXPECT_TRUE(all_seen(seen.aims)) << one.minutes;
+        EXPECT_EQ(seen.aims[3].wanted.value, one.minutes);
+        EXPECT_EQ(seen.aims[3].was.words, "0 min");
+        EXPECT_EQ(seen.aims[3].is.value, one.recorded);
+        EXPECT_EQ(all_seen(sight_of_made_up_history(one.minutes, before, before).aims), one.minutes == 0);
+        if (one.of_two_hours == 0) continue;
+        now.energy[3].two_hours[one.of_two_hours - 1].valid = false;
+        EXPECT_FALSE(all_seen(sight_of_made_up_history(one.minutes, before, now).aims)) << one.minutes;
+    }
 }
 
 TEST(keeping_energy, and_the_bank_are_seen_in_their_records) {

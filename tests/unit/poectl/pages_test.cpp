@@ -94,7 +94,10 @@ TEST(port_page, shows_settings_measurements_both_pair_sets_and_events) {
     EXPECT_THAT(text, HasSubstr("Port 3 (lan3): delivering (1)\n"));
     EXPECT_THAT(text, HasSubstr("  power limit           15.4 W\n"));
     EXPECT_THAT(text, HasSubstr("  priority              high\n"));
-    EXPECT_THAT(text, HasSubstr("  mode                  4\n"));
+    EXPECT_THAT(
+        text,
+        HasSubstr(
+            "  mode                  90w-no-detection (4): up to 90 W, within the limit, whatever is plugged in\n"));
     EXPECT_THAT(text, HasSubstr("  off in a power-cycle  10 s\n"));
     EXPECT_THAT(text, HasSubstr("  power                   12.5 W\n"));
     EXPECT_THAT(text, HasSubstr("  voltage                 53.2 V\n"));

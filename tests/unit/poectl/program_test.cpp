@@ -259,7 +259,7 @@ TEST_F(program, energy_is_reset_once_and_said_to_be_accepted) {
     EXPECT_THAT(run.out, StartsWith("accepted: energy reset of ports 2 (lan2), 4 (lan4)\n"));
     EXPECT_EQ(settings_among(daemon.requests()), 1U);
     EXPECT_TRUE(same_bytes(daemon.requests().back().bytes, message_bytes("clear_energy_of_ports_1_and_3")));
-    EXPECT_EQ(json_of("energy inject 90")["change"]["message"], "accepted: made-up energy history of 90 min");
+    EXPECT_EQ(json_of("energy inject 90 --no-wait")["change"]["message"], "accepted: made-up energy history of 90 min");
 }
 
 TEST_F(program, a_setting_is_sent_once_and_said_to_be_accepted) {
@@ -268,10 +268,38 @@ TEST_F(program, a_setting_is_sent_once_and_said_to_be_accepted) {
     EXPECT_THAT(run.out, StartsWith("accepted: port 3 (lan3) limit 90.0 W\n"));
     EXPECT_EQ(settings_among(daemon.requests()), 1U);
     EXPECT_TRUE(same_bytes(daemon.requests().back().bytes, message_bytes("set_port_2_limit")));
-    const auto change = json_of("cycle 1 3 --no-wait")["change"];
-    EXPECT_EQ(change["ports"], json::array({1, 3}));
-    EXPECT_EQ(change["message"], "accepted: power-cycle of ports 1 (lan1), 3 (lan3)");
+    const auto change = json_of("cycle 2 3 --no-wait")["change"];
+    EXPECT_EQ(change["ports"], json::array({2, 3}));
+    EXPECT_EQ(change["message"], "accepted: power-cycle of ports 2 (lan2), 3 (lan3)");
     EXPECT_TRUE(change["effect_seen"].is_null());
+}
+
+TEST_F(program, a_disabled_port_that_is_named_is_not_power_cycled) {
+    const auto run = poectl("cycle 1 3 --no-wait");
+    EXPECT_EQ(run.status, 5);
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.err,
+                StartsWith("poectl: refused: port 1 (lan1) is disabled, and a power-cycle ends with it switched "
+                           "on; nothing was changed.\nTry: 'poectl port 1 set --enable on'"));
+    const auto told = json::parse(poectl("cycle 1 --dry-run --json").out);
+    EXPECT_EQ(told["error"]["name"], "refused");
+    EXPECT_TRUE(told["change"].is_null());
+    EXPECT_EQ(settings_among(daemon.requests()), 0U);
+}
+
+TEST(program_that_is, not_answered_after_it_sent_a_setting_says_that_it_may_have_been_taken) {
+    fake_daemon daemon([](const message& request, std::size_t number) {
+        constexpr std::uint8_t first_setting = 128;
+        return request.front() >= first_setting ? std::vector<message>{} : healthy()(request, number);
+    });
+    const auto run = poectl("cycle all --answer-timeout 50", daemon.socket_path());
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err,
+              "poectl: no answer: poe_drv did not answer within 50 ms; the change may have been taken all the same.\n"
+              "Try: look with 'poectl status' before you repeat it; a longer --answer-timeout; if that does not help, "
+              "poe_drv hangs: restart it.\n");
+    EXPECT_EQ(settings_among(daemon.requests()), 1U);
 }
 
 TEST_F(program, a_setting_that_is_not_seen_to_take_effect_is_7) {

@@ -86,12 +86,13 @@ TEST_F(run_command, bank_set_leaves_the_second_value_alone) {
     EXPECT_TRUE(same_bytes(last(), message_bytes("set_power_bank")));
 }
 
-TEST_F(run_command, cycle_and_system_set_are_sent) {
-    asked.ports = 0b0101;
+TEST_F(run_command, cycle_leaves_a_disabled_port_out_and_system_set_is_sent) {
+    asked.ports = 0b0111;
     run(verb::cycle);
-    EXPECT_TRUE(same_bytes(last(), message_bytes("power_cycle_ports_0_and_2")));
-    EXPECT_EQ(message(), "accepted: power-cycle of ports 1 (lan1), 3 (lan3)");
-    EXPECT_EQ(seen["change"]["ports"], json::array({1, 3}));
+    EXPECT_TRUE(same_bytes(last(), {143, 0, 0, 0, 0, 0, 0, 0, 0b0110}));
+    EXPECT_EQ(message(), "accepted: power-cycle of ports 2 (lan2), 3 (lan3)");
+    EXPECT_EQ(seen["change"]["ports"], json::array({2, 3}));
+    EXPECT_EQ(seen["change"]["left_out"], json::parse(R"([{"port": 1, "interface": "lan1", "reason": "disabled"}])"));
     asked.system_change = {0, {}, 1, 80, {}, 0};
     run(verb::system_set);
     EXPECT_TRUE(same_bytes(last(), message_bytes("set_system")));
@@ -159,6 +160,7 @@ TEST_F(run_command, energy_changes_are_sent) {
     EXPECT_EQ(message(), "accepted: keeping energy in flash off");
     asked.history_minutes = 0x01020304;
     run(verb::energy_inject);
+    EXPECT_THAT(types(), testing::Contains(17).Times(2 + 4)) << "the record of every port is looked at before";
     EXPECT_TRUE(same_bytes(last(), {148, 0, 0, 0, 0, 0, 0, 0, 4, 3, 2, 1}));
     EXPECT_EQ(message(), "accepted: made-up energy history of 16909060 min");
 }

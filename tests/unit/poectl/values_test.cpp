@@ -101,6 +101,23 @@ TEST(priority, is_a_word_or_its_number) {
         EXPECT_FALSE(parse_priority(text).good()) << text;
 }
 
+TEST(mode, is_a_word_or_its_number) {
+    const char* names[]{"15w", "30w", "90w", "90w-no-class", "90w-no-detection"};
+    for (std::int8_t mode = 0; mode < 5; mode++) {
+        EXPECT_EQ(parse_mode(names[mode]).value, mode);
+        EXPECT_TRUE(parse_mode(names[mode]).good());
+        EXPECT_EQ(mode_words(mode), std::string(names[mode]) + " (" + std::to_string(mode) + ")");
+    }
+    for (const char* text : {"", "90W", "90", "60w", "90w-no", "90w ", "5", "-1", "02"})
+        EXPECT_FALSE(parse_mode(text).good()) << text;
+    EXPECT_EQ(parse_mode("5").problem, "'5' is not one of 15w, 30w, 90w, 90w-no-class, 90w-no-detection (or 0 to 4)");
+}
+
+TEST(mode, that_is_none_is_its_number) {
+    EXPECT_EQ(mode_words(5), "5");
+    EXPECT_EQ(mode_words(-1), "-1");
+}
+
 struct range_row {
     bool (*good)(const std::string& text, int& value);
     int lowest, highest;
