@@ -348,6 +348,7 @@ std::vector<finding> examine_libraries(const machine& where) {
 
 std::vector<finding> examine_interfaces(const machine& where) {
     std::vector<finding> found;
+    found.reserve(poe_client::port_count);
     for (std::size_t port = 0; port < poe_client::port_count; port++) {
         const std::string name(interface_name(port));
         const std::string number = std::to_string(panel_number(port));
