@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -171,14 +172,15 @@ std::string on_a_terminal(const std::vector<std::string>& arguments, unsigned sh
         dup2(other_end, STDOUT_FILENO);
         become_poectl(arguments, false);
     }
+    close(other_end);
+    // What it wrote may come in pieces; after the last one the terminal's end that nobody holds any more is an error.
+    std::string shown;
+    std::array<char, 4096> piece;
+    for (ssize_t length = 0; (length = read(terminal, piece.data(), piece.size())) > 0;)
+        shown.append(piece.data(), static_cast<std::size_t>(length));
     int status = 0;
     EXPECT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
-    std::string shown(8192, ' ');
-    const ssize_t length = read(terminal, shown.data(), shown.size());
-    EXPECT_GT(length, 0);
-    shown.resize(static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
-    close(other_end);
     close(terminal);
     return shown;
 }
