@@ -23,7 +23,7 @@ std::optional<std::uint32_t> whole_number(std::string_view text) {
 }
 
 template <typename number>
-parsed<number> problem(std::string_view text, const std::string& wanted) {
+parsed<number> complaint(std::string_view text, const std::string& wanted) {
     return {.value = {}, .problem = "'" + std::string(text) + "' is not " + wanted};
 }
 
@@ -32,7 +32,7 @@ parsed<number> number_within(std::string_view text, std::uint32_t lowest, std::u
                              const std::string& what) {
     const auto value = whole_number(text);
     if (!value || *value < lowest || *value > highest) {
-        return problem<number>(text, what + " from " + std::to_string(lowest) + " to " + std::to_string(highest));
+        return complaint<number>(text, what + " from " + std::to_string(lowest) + " to " + std::to_string(highest));
     }
     return {.value = static_cast<number>(*value), .problem = {}};
 }
@@ -44,7 +44,7 @@ parsed<std::uint8_t> parse_port(std::string_view text) {
         if (text == std::to_string(panel_number(port)) || text == interface_name(port))
             return {.value = port, .problem = {}};
     }
-    return problem<std::uint8_t>(text, "a port from 1 to 4 (or its interface, " + std::string(interface_name(0)) +
+    return complaint<std::uint8_t>(text, "a port from 1 to 4 (or its interface, " + std::string(interface_name(0)) +
                                            " to " + std::string(interface_name(poe_client::port_count - 1)) + ")");
 }
 
@@ -73,7 +73,7 @@ parsed<poe_client::port_bitmap> parse_ports(std::string_view text) {
         const std::size_t comma = std::min(text.find(',', begin), text.size());
         const auto range = port_range(text.substr(begin, comma - begin));
         if (!range) {
-            return problem<poe_client::port_bitmap>(text,
+            return complaint<poe_client::port_bitmap>(text,
                                                     "a list of ports such as 2 or 1,3 or 1-3 or all (ports 1 to 4)");
         }
         ports.value = static_cast<poe_client::port_bitmap>(ports.value | *range);
@@ -85,7 +85,7 @@ parsed<poe_client::port_bitmap> parse_ports(std::string_view text) {
 parsed<std::int8_t> parse_on_off(std::string_view text) {
     if (text == "on") return {.value = 1, .problem = {}};
     if (text == "off") return {.value = 0, .problem = {}};
-    return problem<std::int8_t>(text, "on or off");
+    return complaint<std::int8_t>(text, "on or off");
 }
 
 parsed<std::int8_t> parse_zero_or_one(std::string_view text) {
@@ -97,7 +97,7 @@ parsed<std::int8_t> parse_priority(std::string_view text) {
         if (text == priority_name(priority) || text == std::to_string(priority))
             return {.value = priority, .problem = {}};
     }
-    return problem<std::int8_t>(text, "critical, high or low (or 1, 2 or 3)");
+    return complaint<std::int8_t>(text, "critical, high or low (or 1, 2 or 3)");
 }
 
 parsed<std::int8_t> parse_mode(std::string_view text) {
@@ -108,7 +108,7 @@ parsed<std::int8_t> parse_mode(std::string_view text) {
         if (text == name || text == std::to_string(mode)) return {.value = mode, .problem = {}};
         names += (names.empty() ? "" : ", ") + std::string(name);
     }
-    return problem<std::int8_t>(text, "one of " + names + " (or 0 to " + std::to_string(highest_poe_mode) + ")");
+    return complaint<std::int8_t>(text, "one of " + names + " (or 0 to " + std::to_string(highest_poe_mode) + ")");
 }
 
 parsed<std::int8_t> parse_re_enable_s(std::string_view text) {
@@ -126,15 +126,15 @@ parsed<std::uint32_t> parse_limit_dw(std::string_view text) {
     const bool decimals_promised = point < text.size();
     const bool all_digits = decimals.find_first_not_of("0123456789") == std::string_view::npos;
     if (!watts || decimals_promised == decimals.empty() || !all_digits) {
-        return problem<std::uint32_t>(text, "a limit in watts such as 15.4");
+        return complaint<std::uint32_t>(text, "a limit in watts such as 15.4");
     }
     if (decimals.size() > 1 && decimals.find_first_not_of('0', 1) != std::string_view::npos) {
-        return problem<std::uint32_t>(text, "a whole number of tenths of a watt");
+        return complaint<std::uint32_t>(text, "a whole number of tenths of a watt");
     }
     const std::uint64_t limit =
         std::uint64_t{*watts} * 10 + (decimals.empty() ? 0U : static_cast<unsigned>(decimals[0] - '0'));
     if (limit < lowest_power_limit || limit > highest_power_limit) {
-        return problem<std::uint32_t>(
+        return complaint<std::uint32_t>(
             text, "a limit from " + tenths(lowest_power_limit) + " to " + tenths(highest_power_limit) + " watts");
     }
     return {.value = static_cast<std::uint32_t>(limit), .problem = {}};
@@ -163,7 +163,7 @@ parsed<std::chrono::milliseconds> parse_seconds(std::string_view text) {
     const auto rest = whole_number(decimals);
     const bool too_long = whole && (*whole > longest_s || (*whole == longest_s && rest.value_or(0) > 0));
     if (!whole || !rest || has_too_few_or_many || too_long || (*whole == 0 && *rest == 0)) {
-        return problem<std::chrono::milliseconds>(
+        return complaint<std::chrono::milliseconds>(
             text, "a number of seconds such as 10 or 0.5, up to " + std::to_string(longest_s));
     }
     return {.value = std::chrono::milliseconds(std::uint64_t{*whole} * ms_a_s + *rest), .problem = {}};
@@ -173,7 +173,7 @@ parsed<std::chrono::milliseconds> parse_interval(std::string_view text) {
     constexpr std::chrono::milliseconds shortest{100};
     const auto time = parse_seconds(text);
     if (time.good() && time.value < shortest)
-        return problem<std::chrono::milliseconds>(text, "a number of seconds from 0.1 on");
+        return complaint<std::chrono::milliseconds>(text, "a number of seconds from 0.1 on");
     return time;
 }
 
@@ -184,7 +184,7 @@ parsed<std::uint32_t> parse_event_count(std::string_view text) {
 parsed<std::uint32_t> parse_power_step_mw(std::string_view text) {
     const auto step = parse_power_threshold(text);
     if (!step.good() || step.value.is_percent || step.value.amount == 0)
-        return problem<std::uint32_t>(text, "a number of watts such as 1 or 0.5");
+        return complaint<std::uint32_t>(text, "a number of watts such as 1 or 0.5");
     return {.value = step.value.amount, .problem = {}};
 }
 
@@ -202,7 +202,7 @@ parsed<power_threshold> parse_power_threshold(std::string_view text) {
         point == number.size() ? std::optional<std::uint32_t>(0) : whole_number(number.substr(point + 1));
     const bool one_decimal = point == number.size() || number.size() - point == 2;
     if (!whole || !tenth || !one_decimal || *whole > (is_percent ? most_percent : most_w)) {
-        return problem<power_threshold>(text, "watts such as 240 or 240.5, or a share of the budget such as 80%");
+        return complaint<power_threshold>(text, "watts such as 240 or 240.5, or a share of the budget such as 80%");
     }
     return {.value = {.amount = *whole * thousand + *tenth * (thousand / 10), .is_percent = is_percent}, .problem = {}};
 }
@@ -216,7 +216,7 @@ parsed<word> one_of(std::string_view text, std::initializer_list<std::pair<std::
         if (text == name) return {.value = value, .problem = {}};
         wanted += (wanted.empty() ? "" : ", ") + std::string(name);
     }
-    return problem<word>(text, "one of " + wanted);
+    return complaint<word>(text, "one of " + wanted);
 }
 
 }  // namespace

@@ -16,6 +16,9 @@ constexpr std::string_view priority_name(std::int8_t priority) {
     return priority_names[priority >= 1 && priority <= 3 ? static_cast<std::size_t>(priority) : 0];
 }
 
+// The type of a port whose pair sets each have a state of their own.
+inline constexpr std::uint8_t dual_signature = 2;
+
 // The modes of a port, by their numbers. What a mode does is the controller's affair; these are the words of the one
 // that the virtual switch models.
 struct power_mode {

@@ -127,7 +127,7 @@ poe_client::port_settings merged(poe_client::port_settings settings, const poe_c
     return settings;
 }
 
-bool is_empty(const poe_client::port_energy& port) {
+bool has_no_energy(const poe_client::port_energy& port) {
     const auto valid = [](const poe_client::energy_slot& slot) { return slot.valid; };
     return port.powered_s == 0 && !(port.energy_wh > 0) && std::ranges::none_of(port.minutes, valid) &&
            std::ranges::none_of(port.half_hours, valid) && std::ranges::none_of(port.two_hours, valid);
@@ -152,7 +152,7 @@ bool is_filled_for(std::uint32_t minutes, const poe_client::port_energy& port) {
 }
 
 value_seen energy_value(const poe_client::port_energy& port) {
-    if (is_empty(port)) return {"empty", "empty"};
+    if (has_no_energy(port)) return {"empty", "empty"};
     return {"filled", std::to_string(port.powered_s) + " s powered, and its history"};
 }
 
@@ -324,7 +324,7 @@ sight sight_of_energy_reset(port_bitmap ports, const change_records& before, con
                             .was = energy_value(was),
                             .wanted = {"empty", "empty"},
                             .is = energy_value(is),
-                            .seen = is_empty(is) || is.powered_s < was.powered_s,
+                            .seen = has_no_energy(is) || is.powered_s < was.powered_s,
                             .proved_by = proof::record});
     });
     return all;

@@ -11,7 +11,6 @@ namespace poectl {
 namespace {
 
 // As the daemon's translation counts port types: each pair set of a device with two signatures has a status of its own.
-constexpr std::uint8_t dual_signature = 2;
 
 std::string watts(std::uint32_t mw) {
     return thousandths_as_tenths(mw) + " W";

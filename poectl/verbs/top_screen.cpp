@@ -14,7 +14,6 @@ namespace {
 
 constexpr std::size_t least_lines = 7, least_columns = 30;
 constexpr std::size_t least_bar = 8, greatest_bar = 50;
-constexpr std::uint8_t dual_signature = 2;
 constexpr std::uint8_t blinking_sub_status = 1;
 constexpr std::array<std::string_view, 3> led_words{"dark", "lit", "blinks"};
 

@@ -17,6 +17,20 @@ for ignored in (signal.SIGINT, signal.SIGHUP):
         signal.signal(ignored, lambda number, frame: None)
 
 
+# What is about the command, the library, the documents and the way to install them. Here the daemon only lends its answers.
+AROUND_THE_DAEMON = ("test_board_*", "test_client_library*", "test_demo_*", "test_first_session*", "test_manual*",
+                     "test_operators_guide*", "test_poectl*")
+
+
+def pytest_addoption(parser):
+    parser.addoption("--only-the-daemon", action="store_true", help="leave out what only stands around the daemon")
+
+
+def pytest_ignore_collect(collection_path, config):
+    around = any(collection_path.match(name) for name in AROUND_THE_DAEMON)
+    return True if around and config.getoption("only_the_daemon") else None
+
+
 def pytest_configure(config):
     config.addinivalue_line("markers", "only_if(condition): the test exists only where the condition holds")
 
