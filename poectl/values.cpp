@@ -45,7 +45,7 @@ parsed<std::uint8_t> parse_port(std::string_view text) {
             return {.value = port, .problem = {}};
     }
     return complaint<std::uint8_t>(text, "a port from 1 to 4 (or its interface, " + std::string(interface_name(0)) +
-                                           " to " + std::string(interface_name(poe_client::port_count - 1)) + ")");
+                                             " to " + std::string(interface_name(poe_client::port_count - 1)) + ")");
 }
 
 namespace {
@@ -74,7 +74,7 @@ parsed<poe_client::port_bitmap> parse_ports(std::string_view text) {
         const auto range = port_range(text.substr(begin, comma - begin));
         if (!range) {
             return complaint<poe_client::port_bitmap>(text,
-                                                    "a list of ports such as 2 or 1,3 or 1-3 or all (ports 1 to 4)");
+                                                      "a list of ports such as 2 or 1,3 or 1-3 or all (ports 1 to 4)");
         }
         ports.value = static_cast<poe_client::port_bitmap>(ports.value | *range);
         begin = comma + 1;
