@@ -104,12 +104,12 @@ void expected_settings::accept(message request) {
             }
             return;
         case 148: {
-            const std::uint64_t minutes = value(4);
+            const std::size_t minutes = value(4);
             for (expected_port& port : ports) {
                 port.powered_s = 0;
                 port.energy_mws = 0;
-                port.history = {std::min<std::uint64_t>(minutes, 60), std::min<std::uint64_t>(minutes / 30, 48),
-                                std::min<std::uint64_t>(minutes / 120, 84)};
+                port.history = {std::min<std::size_t>(minutes, 60), std::min<std::size_t>(minutes / 30, 48),
+                                std::min<std::size_t>(minutes / 120, 84)};
             }
             return;
         }

@@ -9,6 +9,7 @@ import time
 import pytest
 
 from messages import acknowledgement, request
+from world import seconds_now
 
 FILE = "poe_statistics.txt"
 TOTALS = "0, 10, 3600000\n1, 20, 7200000\n2, 30, 10800000\n3, 93784, 1234567890\n"
@@ -145,9 +146,9 @@ def test_an_average_is_known_once_its_span_is_full(world, minutes, averages):
 
 
 def test_90_minutes_of_history_have_their_wall_clock_times(world):
-    before = int(time.time())
+    before = seconds_now()
     done(world, "inject", "90")
-    after = int(time.time())
+    after = seconds_now()
     seen = port_energy(world, 2)
     assert (seen["powered_s"], seen["energy_mwh"]) == (0, 0)
     assert {name: (ring["period_s"], len(ring["slots"])) for name, ring in seen["rings"].items()} == RINGS

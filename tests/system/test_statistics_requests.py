@@ -1,11 +1,11 @@
 """The energy statistics as clients see them: configuration, the flash file, made-up history, clearing."""
 import os
 import struct
-import time
 
 import pytest
 
 from messages import acknowledgement, get_port_statistics, request
+from world import seconds_now
 
 FILE = "poe_statistics.txt"
 TOTALS = "0, 10, 3600000\n1, 20, 7200000\n2, 30, 10800000\n3, 40, 14400001\n"
@@ -223,9 +223,9 @@ def test_history_fills_as_many_entries_as_its_minutes_span(world):
 
 
 def test_history_ends_now_and_goes_back_a_span_an_entry(world):
-    before = int(time.time())
+    before = seconds_now()
     make_up(world, WEEK_MINUTES)
-    after = int(time.time())
+    after = seconds_now()
     now = History(world, 1)
     for start, span, count in zip(now.starts, (60, 1800, 7200), (60, 48, 84)):
         assert before <= start + (count - 1) * span <= after

@@ -43,6 +43,14 @@ SANITIZER_REPORT = re.compile(r"ERROR: \w+Sanitizer|WARNING: ThreadSanitizer|: r
 LARGEST_REPLY = 4096
 
 
+CLOCK_REALTIME_COARSE = 5  # Python does not name it
+
+
+def seconds_now():
+    """What time(2) says, which enters a new second up to a tick later than the precise clock."""
+    return int(time.clock_gettime(CLOCK_REALTIME_COARSE))
+
+
 def is_instrumented(by="[at]san_init"):
     """Is the daemon under test built with the address (asan_init) or thread (tsan_init) sanitizer? Or, only when that is
     asked for, to count what runs (llvm_profile)?"""
