@@ -456,7 +456,8 @@ POE_CLIENT_API int poe_client_set_all_schedules(poe_client_connection* connectio
                                                 const int states[POE_CLIENT_PORT_COUNT]);
 /* Both numbers are stored. */
 POE_CLIENT_API int poe_client_set_power_bank(poe_client_connection* connection, const poe_client_power_bank* bank);
-/* POE_CLIENT_PORT_BIT(port), or-ed: each port is switched off, and on again after its re-enable time. */
+/* POE_CLIENT_PORT_BIT(port), or-ed: each port is switched off, and on again after its re-enable time. A port
+ * that was disabled is enabled by it. */
 POE_CLIENT_API int poe_client_power_cycle(poe_client_connection* connection, uint8_t ports);
 /* POE_CLIENT_PORT_BIT(port), or-ed: forgets these ports' energy and history. */
 POE_CLIENT_API int poe_client_clear_energy(poe_client_connection* connection, uint8_t ports);

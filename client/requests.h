@@ -43,6 +43,7 @@ POE_CLIENT_API failure set_all_ports_same(connection& daemon,
 POE_CLIENT_API failure set_schedule(connection& daemon, std::uint8_t port, schedule_state state);
 POE_CLIENT_API failure set_all_schedules(connection& daemon, const std::array<schedule_state, port_count>& states);
 POE_CLIENT_API failure set_power_bank(connection& daemon, const power_bank& bank);
+// A port that was disabled is enabled by it.
 POE_CLIENT_API failure power_cycle(connection& daemon, port_bitmap ports);
 POE_CLIENT_API failure set_energy_recording(connection& daemon, bool enable);
 POE_CLIENT_API failure inject_energy_history(connection& daemon,

@@ -50,7 +50,7 @@ problem problem_of(const poe_client::failure& failure, const std::string& socket
             return {.exit_status = exit_no_answer,
                     .what = "no answer",
                     .why = "poe_drv did not answer within " + std::to_string(timeout.count()) + " ms",
-                    .advice = "a longer --answer-timeout; if that does not help, poe_drv hangs: restart it"};
+                    .advice = "a longer --answer-timeout; if that does not help, poe_drv hangs: restart it, and send its settings again"};
         case failure_kind::malformed:
             return {.exit_status = exit_no_answer,
                     .what = "no answer",
@@ -59,7 +59,7 @@ problem problem_of(const poe_client::failure& failure, const std::string& socket
         case failure_kind::refused:
             return {.exit_status = exit_refused,
                     .what = "refused",
-                    .why = "poe_drv does not take this value; nothing was changed",
+                    .why = "poe_drv does not take this request, or a value in it; nothing was changed",
                     .advice = "see that poectl and poe_drv are of the same release ('poectl --version')"};
         case failure_kind::own_socket:
         case failure_kind::none:

@@ -27,6 +27,7 @@ struct section_shape {
     std::string_view key;     // in a JSON document
     std::string_view record;  // what one item is called in a line of its own
     bool is_list;
+    std::string_view headings = {};  // of its items as csv, where it is a list that may well be empty
 };
 
 struct section {

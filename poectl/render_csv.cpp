@@ -38,6 +38,7 @@ std::string as_csv(const report& what) {
     if (what.error && what.error->exit_status != exit_no_effect) return {};
     const auto list = std::find_if(sections.begin(), sections.end(), [](const auto& one) { return one.shape.is_list; });
     const auto rows = list == sections.end() ? std::vector{all_together(what.seen)} : list->items;
+    if (rows.empty() && !list->shape.headings.empty()) return std::string(list->shape.headings) + "\n";
     std::string text;
     for (std::size_t i = 0; i < rows.size(); i++) {
         std::string headings, line;

@@ -72,6 +72,7 @@ std::string port_words(std::size_t port);
 std::string ports_words(poe_client::port_bitmap ports);
 
 inline constexpr std::uint32_t mw_a_dw = 100;
+inline constexpr std::uint64_t mw_a_w = 1000;
 
 // 154 → "15.4"
 inline std::string tenths(std::int64_t value) {

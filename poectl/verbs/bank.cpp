@@ -15,6 +15,7 @@ namespace {
 
 failure look_at_bank(connection& daemon, change_records& into) {
     failure error = take(get_power_bank(daemon), into.bank);
+    if (succeeded(error)) error = take(get_system_status(daemon), into.all.system.status);
     if (succeeded(error)) error = take(get_communication_counters(daemon), into.counters);
     return error;
 }
@@ -22,7 +23,7 @@ failure look_at_bank(connection& daemon, change_records& into) {
 }  // namespace
 
 void add_bank(command_line& line) {
-    auto* bank = line.add(line.app, "bank", "the power bank limit: show it, or set it", verb::bank_show);
+    auto* bank = line.add(line.app, "bank", "what all ports may draw together: show or set it", verb::bank_show);
     bank->group(group_look);
     line.add(*bank, "show", "the limit", verb::bank_show);
     auto* set = line.add(*bank, "set", "change the limit", verb::bank_set);

@@ -13,8 +13,6 @@ namespace poectl {
 
 namespace {
 
-constexpr std::uint64_t mw_a_w = 1000;
-
 std::string upper_name(plugin_state state) {
     std::string name(name_of(state));
     std::transform(name.begin(), name.end(), name.begin(),
@@ -98,6 +96,11 @@ std::string usage_words(const poe_client::system_status& system) {
     return thousandths_as_tenths(system.consumed_mw) + " W of " + thousandths_as_tenths(system.total_mw) + " W used";
 }
 
+std::string threshold_words(const poe_client::system_status& system, const power_threshold& reached) {
+    const auto at_mw = static_cast<std::int64_t>(threshold_mw(reached, system.total_mw));
+    return usage_words(system) + ", threshold " + thousandths_as_tenths(at_mw) + " W";
+}
+
 std::string delivering_words(const whole_reading& all) {
     poe_client::port_bitmap ports = 0;
     for (const auto& port : all.ports) {
@@ -136,9 +139,9 @@ void check_power(const checked_switch& seen, const check_thresholds& thresholds,
         return threshold && system.status.consumed_mw >= threshold_mw(*threshold, system.status.total_mw);
     };
     if (reached(thresholds.power_critical)) {
-        found.push_back({plugin_state::critical, usage_words(system.status)});
+        found.push_back({plugin_state::critical, threshold_words(system.status, *thresholds.power_critical)});
     } else if (reached(thresholds.power_warning)) {
-        found.push_back({plugin_state::warning, usage_words(system.status)});
+        found.push_back({plugin_state::warning, threshold_words(system.status, *thresholds.power_warning)});
     }
     if (system.status.alarm_raised) {
         found.push_back(

@@ -121,6 +121,12 @@ std::string why_it_stays_off(std::uint8_t port, const poe_client::system_setting
     return who + "its schedule is in an off period.";
 }
 
+// A limit takes effect at once on what draws more.
+std::string drew_more(const std::string& who, std::uint32_t drew_mw, const std::string& what_may_happen) {
+    return who + " drew " + thousandths_as_tenths(drew_mw) + " W, more than this limit: the controller may " +
+           what_may_happen;
+}
+
 poe_client::port_settings merged(poe_client::port_settings settings, const poe_client::port_settings_change& change) {
     settings.enable = change.enable.value_or(settings.enable);
     settings.schedule_enable = change.schedule_enable.value_or(settings.schedule_enable);
@@ -204,6 +210,10 @@ sight sight_of_port_change(std::uint8_t port, const poe_client::port_settings_ch
     add("schedule_enabled", "obeys its schedule", &settings::schedule_enable, change.schedule_enable, yes_or_no,
         proof::record);
     add("re_enable_s", "off in a power-cycle", &settings::re_enable_s, change.re_enable_s, seconds, proof::record);
+    const std::uint32_t drew_mw = before.all.ports[port].status.power_mw;
+    if (change.power_limit_dw && drew_mw > std::uint64_t{*change.power_limit_dw} * mw_a_dw && !switches_off)
+        all.notes.push_back(drew_more(port_words(port), drew_mw, "switch it off. 'poectl port ") +
+                            std::to_string(panel_number(port)) + " --why' shows what it did.");
     if (change.enable || change.schedule_enable) {
         const auto wanted = merged(is, change);
         const bool on = should_deliver(now.all.system.settings, wanted, now.all.ports[port].status.schedule_on > 0);
@@ -248,9 +258,13 @@ sight sight_of_system_change(const poe_client::system_settings_change& change, c
 
 sight sight_of_bank_change(std::uint16_t limit_w, const change_records& before, const change_records& now) {
     const auto as = [](std::uint16_t watts) { return number(watts, " W"); };
-    return {.aims = {value_aim("limit_w", "bank limit", before.bank.limit_w, limit_w, now.bank.limit_w, as,
-                               proof::controller)},
-            .notes = {}};
+    sight all{.aims = {value_aim("limit_w", "bank limit", before.bank.limit_w, limit_w, now.bank.limit_w, as,
+                                 proof::controller)},
+              .notes = {}};
+    const std::uint32_t drew_mw = before.all.system.status.consumed_mw;
+    if (drew_mw > std::uint64_t{limit_w} * mw_a_w)
+        all.notes.push_back(drew_more("All ports together", drew_mw, "switch ports off. 'poectl status' shows which."));
+    return all;
 }
 
 sight sight_of_schedule_change(port_bitmap ports, bool on, const change_records& before, const change_records& now) {
@@ -282,23 +296,24 @@ sight sight_of_cycle(port_bitmap ports, const change_records& before, const chan
         const auto &was = before.all.cycles.port[port], &is = now.all.cycles.port[port];
         const auto& reading = now.all.ports[port];
         const bool begun = is.pending || is.tick != was.tick;
+        auto enabled = reading.settings;
+        enabled.enable = 1;
+        const bool on = should_deliver(now.all.system.settings, enabled, reading.status.schedule_on > 0);
+        const std::string ended = on ? "on again" : "over";
         const std::string words = !begun       ? "not begun"
-                                  : is.pending ? "off, on again in " + std::to_string(reading.on_again_s) + " s"
-                                               : "on again";
+                                  : is.pending ? "off, " + ended + " in " + std::to_string(reading.on_again_s) + " s"
+                                               : ended;
         all.aims.push_back({.port = port,
                             .setting = "power_cycle",
                             .label = "power-cycle",
                             .was = {was.pending ? "pending" : "none", was.pending ? "pending" : "none"},
-                            .wanted = {"done", "on again"},
+                            .wanted = {"done", ended},
                             .is = {!begun       ? "none"
                                    : is.pending ? "pending"
                                                 : "done",
                                    words},
                             .seen = begun && !is.pending && reading.settings.enable != 0,
                             .proved_by = proof::record});
-        auto enabled = reading.settings;
-        enabled.enable = 1;
-        const bool on = should_deliver(now.all.system.settings, enabled, reading.status.schedule_on > 0);
         const bool delivered = delivers(before.all.ports[port].status);
         all.aims.push_back(status_aim(port, on && delivered ? port_shall::deliver : be_on_if(on), before, now));
         if (!on) all.notes.push_back(why_it_stays_off(port, now.all.system.settings, enabled));

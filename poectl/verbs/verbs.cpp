@@ -14,12 +14,13 @@ constexpr std::array ports{section_shape{"ports", "port", true}};
 constexpr std::array ports_explained{section_shape{"ports", "port", true}, explanations};
 constexpr std::array system_alone{section_shape{"system", "system", false}};
 constexpr std::array bank{section_shape{"bank", "bank", false}};
-constexpr std::array change{section_shape{"change", "change", false}, section_shape{"changes", "setting", true}};
+constexpr std::array change{section_shape{"change", "change", false},
+                            section_shape{"changes", "setting", true, "port,interface,setting,was,wanted,is,seen"}};
 constexpr std::array energy_and_ports{section_shape{"energy", "energy", false}, section_shape{"ports", "port", true}};
 constexpr std::array port_and_slots{section_shape{"port", "port", false}, section_shape{"slots", "slot", true}};
 constexpr std::array counters{section_shape{"counters", "counters", false}, section_shape{"queue", "queue", false}};
 constexpr std::array state_and_findings{section_shape{"state", "state", false},
-                                        section_shape{"findings", "finding", true},
+                                        section_shape{"findings", "finding", true, "code,name,text"},
                                         section_shape{"performance", "performance", true}};
 constexpr std::array verdict_and_checks{section_shape{"verdict", "verdict", false},
                                         section_shape{"checks", "check", true}};

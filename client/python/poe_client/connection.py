@@ -342,7 +342,8 @@ class Connection:
         return self._begin("set_power_bank", None, ctypes.byref(raw))
 
     def power_cycle(self, ports: Iterable[int]) -> None:
-        """Switches these ports off, and on again after the re-enable time of each."""
+        """Switches these ports off, and on again after the re-enable time of each. A port that was disabled is enabled by
+        it."""
         self._wait(self.begin_power_cycle, ports)
 
     def begin_power_cycle(self, ports: Iterable[int]) -> Pending[None]:

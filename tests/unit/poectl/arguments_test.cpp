@@ -445,7 +445,7 @@ TEST(the_first_screen, says_which_commands_show_and_set) {
     const auto text = parse("").complaint;
     EXPECT_THAT(text, HasSubstr("one port: show all about it, or set how it works"));
     EXPECT_THAT(text, HasSubstr("PoE as a whole: show budget and alarm, or set them"));
-    EXPECT_THAT(text, HasSubstr("the power bank limit: show it, or set it"));
+    EXPECT_THAT(text, HasSubstr("what all ports may draw together: show or set it"));
 }
 
 TEST(every_help, fits_into_80_columns) {

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "poectl/render.h"
 #include "poectl/run.h"
 #include "poectl/verbs/verbs.h"
 
@@ -69,6 +70,13 @@ TEST_F(a_change, is_sent_once_and_awaited) {
     EXPECT_EQ(change()["effect_seen"], true);
     EXPECT_EQ(setting(), facts::parse(R"({"port": null, "interface": null, "setting": "limit_w", "was": 300,
         "wanted": 240, "is": 240, "seen": true})"));
+}
+
+TEST_F(a_change, has_the_same_headings_as_csv_with_and_without_settings) {
+    const std::string empty = as_csv({.command = "bank set", .seen = seen, .error = {}});
+    EXPECT_EQ(empty, "port,interface,setting,was,wanted,is,seen\n");
+    EXPECT_TRUE(succeeded(carry_out()));
+    EXPECT_EQ(as_csv({.command = "bank set", .seen = seen, .error = {}}), empty + ",,limit_w,300,240,240,true\n");
 }
 
 TEST_F(a_change, that_shows_no_effect_in_time_is_7) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "poectl/render.h"
 #include "shown.h"
 
 namespace {
@@ -61,6 +62,17 @@ TEST(check, of_power_begins_at_the_threshold) {
     EXPECT_EQ(state_of(well(), {.power_critical = at}), plugin_state::critical);
     EXPECT_EQ(state_of(well(), {.power_warning = at, .power_critical = below}), plugin_state::warning);
     EXPECT_EQ(findings_of(well(), {.power_warning = at, .power_critical = at}).size(), 1U) << "said once";
+    EXPECT_THAT(page(shown(well(), {.power_warning = at_percent, .power_critical = below})),
+                StartsWith("POE WARNING - 120.0 W of 300.0 W used, threshold 120.0 W |"));
+    EXPECT_THAT(page(shown(well(), {.power_warning = power_threshold{5000, false}, .power_critical = at})),
+                StartsWith("POE CRITICAL - 120.0 W of 300.0 W used, threshold 120.0 W |"));
+}
+
+TEST(check, has_headings_as_csv_whether_it_finds_something_or_not) {
+    const auto csv_of = [](const picture& seen) { return as_csv({.command = "check", .seen = seen, .error = {}}); };
+    EXPECT_EQ(csv_of(shown(well())), "code,name,text\n");
+    EXPECT_THAT(csv_of(shown(well(), {.power_warning = power_threshold{1000, false}})),
+                StartsWith("code,name,text\n1,"));
 }
 
 TEST(check, tells_thresholds_in_the_performance_data) {

@@ -256,6 +256,32 @@ TEST(a_power_cycle, of_a_port_that_delivered_is_seen_when_it_delivers_again) {
     EXPECT_TRUE(all_seen(sight_with(1).aims));
 }
 
+TEST(a_limit, below_what_a_port_drew_is_told_what_may_happen) {
+    auto before = healthy_records();
+    before.all.ports[port_2].status.power_mw = 12'500;
+    poe_client::port_settings_change change;
+    const auto notes_at = [&](std::uint32_t limit_dw) {
+        change.power_limit_dw = limit_dw;
+        return sight_of_port_change(port_2, change, before, before).notes;
+    };
+    EXPECT_THAT(notes_at(125), IsEmpty());
+    EXPECT_THAT(notes_at(124), ElementsAre("port 2 (lan2) drew 12.5 W, more than this limit: the controller may switch "
+                                           "it off. 'poectl port 2 --why' shows what it did."));
+    change.enable = 0;
+    EXPECT_THAT(notes_at(124), IsEmpty()) << "it is switched off in any case";
+}
+
+TEST(a_limit, of_the_bank_below_what_all_ports_drew_is_told_what_may_happen) {
+    auto before = healthy_records();
+    before.all.system.status.consumed_mw = 18'500;
+    EXPECT_THAT(sight_of_bank_change(19, before, before).notes, IsEmpty());
+    before.all.system.status.consumed_mw = 19'001;
+    EXPECT_THAT(
+        sight_of_bank_change(19, before, before).notes,
+        ElementsAre("All ports together drew 19.0 W, more than this limit: the controller may switch ports off. "
+                    "'poectl status' shows which."));
+}
+
 TEST(a_power_cycle, of_a_port_that_may_have_no_power_does_not_wait_for_any) {
     auto before = healthy_records();
     before.all.ports[port_2].settings.enable = 1;
@@ -264,7 +290,12 @@ TEST(a_power_cycle, of_a_port_that_may_have_no_power_does_not_wait_for_any) {
     auto now = before;
     now.all.cycles.port[port_2] = {.pending = false, .tick = 50};
     now.all.ports[port_2].status.status = 0;
-    EXPECT_TRUE(all_seen(sight_of_cycle(0b0010, before, now).aims));
+    const auto seen = sight_of_cycle(0b0010, before, now);
+    EXPECT_TRUE(all_seen(seen.aims));
+    EXPECT_EQ(seen.aims.front().is.words, "over") << "it is not on again";
+    EXPECT_EQ(seen.aims.front().wanted.words, "over");
+    EXPECT_EQ(seen.aims.front().is.value, "done");
+    EXPECT_THAT(seen.notes, ElementsAre("port 2 (lan2) stays off: PoE as a whole is disabled."));
 }
 
 TEST(an_energy_reset, is_seen_when_the_record_is_empty_or_began_anew) {

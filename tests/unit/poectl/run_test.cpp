@@ -82,7 +82,7 @@ TEST_F(run_command, a_change_of_the_mode_alone_takes_the_ports_own_priority_with
 TEST_F(run_command, bank_set_leaves_the_second_value_alone) {
     asked.bank_limit_w = 240;
     run(verb::bank_set);
-    EXPECT_THAT(types(), ElementsAre(14, 12, 142));
+    EXPECT_THAT(types(), ElementsAre(14, 5, 12, 142));
     EXPECT_TRUE(same_bytes(last(), message_bytes("set_power_bank")));
 }
 
