@@ -104,7 +104,7 @@ void expected_settings::accept(message request) {
             }
             return;
         case 148: {
-            const std::size_t minutes = value(4);
+            const auto minutes = static_cast<std::size_t>(value(4));
             for (expected_port& port : ports) {
                 port.powered_s = 0;
                 port.energy_mws = 0;
