@@ -58,7 +58,7 @@ totals totals_of(std::string text) {
         if (!powered || !powered->rest.starts_with(",")) continue;
         const auto energy = number_in(powered->rest.substr(1));
         if (!energy) continue;
-        const std::uint64_t which = port->value % (std::uint64_t{1} << 32);
+        const auto which = static_cast<std::uint32_t>(port->value);  // the rest is cut off
         if (which > 3) continue;
         sums.powered_s[which] += static_cast<std::uint32_t>(powered->value % (std::uint64_t{1} << 32));
         sums.energy_mws[which] += energy->value;
