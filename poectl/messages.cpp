@@ -50,7 +50,9 @@ problem problem_of(const poe_client::failure& failure, const std::string& socket
             return {.exit_status = exit_no_answer,
                     .what = "no answer",
                     .why = "poe_drv did not answer within " + std::to_string(timeout.count()) + " ms",
-                    .advice = "a longer --answer-timeout; if that does not help, poe_drv hangs: restart it, and send its settings again"};
+                    .advice =
+                        "a longer --answer-timeout; if that does not help, poe_drv hangs: restart it, and send its "
+                        "settings again"};
         case failure_kind::malformed:
             return {.exit_status = exit_no_answer,
                     .what = "no answer",
