@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::uint32_t longest_timeout_ms = 600'000;
 constexpr std::uint32_t highest_bank_w = 65535;
+constexpr std::uint32_t longest_history_min = poe_client::two_hour_count * 120;
 
 // Decimal digits and nothing else.
 std::optional<std::uint32_t> whole_number(std::string_view text) {
@@ -145,7 +146,7 @@ parsed<std::uint16_t> parse_bank_w(std::string_view text) {
 }
 
 parsed<std::uint32_t> parse_minutes(std::string_view text) {
-    return number_within<std::uint32_t>(text, 0, UINT32_MAX, "a number of minutes");
+    return number_within<std::uint32_t>(text, 0, longest_history_min, "a number of minutes");
 }
 
 parsed<std::uint32_t> parse_timeout_ms(std::string_view text) {

@@ -30,7 +30,7 @@ parsed<std::int8_t> parse_re_enable_s(std::string_view text);
 parsed<std::int8_t> parse_threshold_percent(std::string_view text);
 parsed<std::uint32_t> parse_limit_dw(std::string_view text);  // watts with at most one decimal
 parsed<std::uint16_t> parse_bank_w(std::string_view text);    // whole watts
-parsed<std::uint32_t> parse_minutes(std::string_view text);   // whole minutes
+parsed<std::uint32_t> parse_minutes(std::string_view text);   // as many as the history holds
 parsed<std::uint32_t> parse_timeout_ms(std::string_view text);
 parsed<std::chrono::milliseconds> parse_seconds(std::string_view text);  // with at most three decimals
 parsed<std::chrono::milliseconds> parse_interval(std::string_view text);

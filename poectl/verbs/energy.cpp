@@ -67,7 +67,9 @@ void add_energy(command_line& line) {
     auto* off = line.add(*energy, "off", "no longer keep the totals in flash: removes their file", verb::energy_keep);
     auto* inject = line.add(*energy, "inject", "a test aid: replaces the history of all ports by a made-up one",
                             verb::energy_inject);
-    line.add_value(*inject, "MINUTES", asked.history_minutes, parse_minutes, "how far back it goes", "")->required();
+    line.add_value(*inject, "MINUTES", asked.history_minutes, parse_minutes,
+                   "how far back it goes, up to 10080: a week", "")
+        ->required();
     for (auto* change : {reset, on, off, inject})
         add_waiting(line, *change, "10 s");
     for (auto* other : {reset, on, off, inject})

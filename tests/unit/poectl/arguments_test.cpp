@@ -92,7 +92,7 @@ TEST(arguments, those_of_energy_are_gathered) {
     EXPECT_TRUE(good("energy on").keep_in_flash);
     EXPECT_FALSE(good("energy off").keep_in_flash);
     EXPECT_EQ(good("energy inject 90").history_minutes, 90U);
-    EXPECT_EQ(good("energy inject 4294967295").history_minutes, 4294967295U);
+    EXPECT_EQ(good("energy inject 10080").history_minutes, 10080U);  // a week
     EXPECT_EQ(good("energy 2 --json").format, output_format::json);
     EXPECT_EQ(good("energy inject 90 --json").format, output_format::json);
 }
@@ -176,7 +176,7 @@ TEST(arguments, bad_usage_is_status_2_with_a_reason_and_no_command) {
                              "energy inject",
                              "energy inject -1",
                              "energy inject 1.5",
-                             "energy inject 4294967296",
+                             "energy inject 10081",
                              "status extra",
                              "status --answer-timeout 0",
                              "status --answer-timeout x",

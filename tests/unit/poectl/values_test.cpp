@@ -178,11 +178,11 @@ TEST(numbers, are_taken_within_their_range_only) {
     }
 }
 
-TEST(minutes, are_any_32_bit_number) {
+TEST(minutes, reach_back_a_week_at_most) {
     EXPECT_EQ(parse_minutes("0").value, 0U);
     EXPECT_EQ(parse_minutes("90").value, 90U);
-    EXPECT_EQ(parse_minutes("4294967295").value, 4294967295U);
-    for (const char* text : {"", "x", "-1", "+1", "1.5", " 1", "90m", "4294967296"})
+    EXPECT_EQ(parse_minutes("10080").value, 10080U);
+    for (const char* text : {"", "x", "-1", "+1", "1.5", " 1", "90m", "10081", "4294967296"})
         EXPECT_FALSE(parse_minutes(text).good()) << text;
 }
 
