@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "plain_lines.h"
+
 namespace {
 
 using namespace poectl;
@@ -33,19 +35,9 @@ top_picture busy_switch() {
     return seen;
 }
 
-std::vector<std::string> shown(const std::vector<screen_line>& lines) {
-    std::vector<std::string> list;
-    for (const auto& line : lines) {
-        list.emplace_back();
-        for (const auto& one : line)
-            list.back() += one.text;
-    }
-    return list;
-}
-
 std::string text_of(const std::vector<screen_line>& lines) {
     std::string text;
-    for (const auto& line : shown(lines))
+    for (const auto& line : plain(lines))
         text += line + "\n";
     return text;
 }
@@ -85,7 +77,7 @@ TEST(an_led, follows_the_status_as_the_panel_does) {
 }
 
 TEST(the_screen, of_24_lines_and_80_columns_has_everything) {
-    const auto lines = shown(top_screen(busy_switch(), {.selected = 1}, {.lines = 24, .columns = 80}));
+    const auto lines = plain(top_screen(busy_switch(), {.selected = 1}, {.lines = 24, .columns = 80}));
     ASSERT_EQ(lines.size(), 23U);
     EXPECT_THAT(lines[0], StartsWith("poectl top  10:15:02  PoE enabled  controller 37.5 C"));
     EXPECT_THAT(lines[0], testing::EndsWith("q quit  ? help"));
@@ -105,7 +97,7 @@ TEST(the_screen, never_leaves_its_size_and_leaves_out_the_plot_first) {
     for (std::size_t rows = 0; rows < 30; rows++) {
         for (std::size_t columns = 0; columns < 140; columns += 7) {
             for (const bool help : {false, true}) {
-                const auto lines = shown(top_screen(busy_switch(), {.selected = 3, .help = help}, {rows, columns}));
+                const auto lines = plain(top_screen(busy_switch(), {.selected = 3, .help = help}, {rows, columns}));
                 ASSERT_LE(lines.size(), rows);
                 for (const auto& line : lines)
                     ASSERT_LE(line.size(), columns);
@@ -120,9 +112,9 @@ TEST(the_screen, never_leaves_its_size_and_leaves_out_the_plot_first) {
 TEST(the_screen, says_what_keeps_it_from_being_new) {
     auto seen = busy_switch();
     seen.trouble = {.exit_status = 4, .what = "no answer", .why = "none within 1000 ms", .advice = ""};
-    EXPECT_EQ(shown(top_screen(seen, {}, {24, 80}))[1], "no answer: none within 1000 ms; what follows is old");
+    EXPECT_EQ(plain(top_screen(seen, {}, {24, 80}))[1], "no answer: none within 1000 ms; what follows is old");
     seen.known = false;
-    const auto lines = shown(top_screen(seen, {}, {24, 80}));
+    const auto lines = plain(top_screen(seen, {}, {24, 80}));
     EXPECT_EQ(lines.size(), 2U);
     EXPECT_EQ(lines[1], "no answer: none within 1000 ms");
 }
