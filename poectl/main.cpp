@@ -22,11 +22,12 @@ int complain(const std::string& what, int status) {
     return status;
 }
 
-// A closed pipe or a full disk is a failure that a script hears of.
-int print(const std::string& text, int status, int status_of_failure = poectl::exit_internal) {
+// A closed pipe or a full disk is a failure that a script hears of. `besides` is what it must know all the same.
+int print(const std::string& text, int status, int status_of_failure = poectl::exit_internal,
+          const char* besides = "") {
     errno = 0;
     if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0) return status;
-    return complain(std::string("cannot write to standard output: ") + std::strerror(errno) +
+    return complain(std::string("cannot write to standard output: ") + std::strerror(errno) + besides +
                         ".\nTry: see that nobody closes the pipe early and that the disk is not full.",
                     status_of_failure);
 }
@@ -35,7 +36,9 @@ int carry_out(const poectl::command& asked) {
     const auto how = poectl::look_of_standard_output(asked);
     if (const auto perform = poectl::entry_of(asked.verb).perform) return perform(asked, how);
     const auto ended = poectl::run(asked, how);
-    const int status = print(ended.out, ended.status, poectl::internal_failure_of(asked.verb));
+    const bool has_changed = poectl::is_change(asked.verb) && ended.status == poectl::exit_done && !asked.dry_run;
+    const int status = print(ended.out, ended.status, poectl::internal_failure_of(asked.verb),
+                             has_changed ? "; what was asked for is done or accepted" : "");
     return ended.err.empty() ? status : complain(ended.err, status);
 }
 

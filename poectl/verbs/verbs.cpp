@@ -69,4 +69,8 @@ std::span<const verb_entry> all_verbs() {
     return entries;
 }
 
+bool is_change(verb which) {
+    return entry_of(which).shape.data() == change.data();
+}
+
 }  // namespace poectl

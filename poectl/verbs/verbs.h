@@ -36,6 +36,7 @@ struct verb_entry {
 
 const verb_entry& entry_of(verb which);
 std::span<const verb_entry> all_verbs();
+bool is_change(verb which);
 
 // Each in its subject's file, in the order of the help.
 void add_status(command_line& line);

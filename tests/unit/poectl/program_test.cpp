@@ -404,6 +404,17 @@ TEST_F(program, output_that_finds_a_full_disk_is_an_internal_failure) {
     close(full);
 }
 
+TEST_F(program, a_change_whose_output_finds_a_full_disk_says_that_it_is_done_all_the_same) {
+    const int full = open("/dev/full", O_WRONLY);
+    const auto words = [&](const std::string& how) {
+        return std::vector<std::string>{"bank", "set", "250", how, "--socket", daemon.socket_path()};
+    };
+    EXPECT_THAT(with_output(full, words("--no-wait")).err,
+                HasSubstr("No space left on device; what was asked for is done or accepted.\n"));
+    EXPECT_THAT(with_output(full, words("--dry-run")).err, HasSubstr("No space left on device.\n"));
+    close(full);
+}
+
 TEST_F(program, output_that_finds_a_closed_pipe_is_an_internal_failure) {
     int pipe_ends[2];
     ASSERT_EQ(pipe2(pipe_ends, O_CLOEXEC), 0);
