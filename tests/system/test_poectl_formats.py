@@ -11,7 +11,7 @@ import jsonschema
 import pytest
 
 from stand_in_daemon import StandIn, nonsense_to, refusal_of, reply_to
-from world import PATIENCE_S, PREFIX, words_that_start
+from world import IS_EMULATED, PATIENCE_S, PREFIX, words_that_start
 
 SCHEMA = PREFIX / "share/poe_drv/poectl.schema.json"
 VALIDATOR = jsonschema.Draft202012Validator(json.loads(SCHEMA.read_text()))
@@ -323,8 +323,10 @@ def test_everything_that_the_daemon_really_says_keeps_to_the_schema(make_world):
     world.vswitch("plug", "2", "--class", "4", "--load", "12.5")
     for port in "123":
         world.poectl("port", port, "set", "--enable", "on")
+    # An emulated daemon runs under its emulator's name: doctor looks for it in vain.
+    statuses = dict.fromkeys(LINES, {0}) | {"check": {0, 1, 2, 3}, "doctor": {int(IS_EMULATED)}}
     for command, line in LINES.items():
         for form in ("json", "jsonl"):
             run = world.poectl(*line.split(), "--format", form)
-            assert run.returncode == 0 or command == "check", run.stderr
+            assert run.returncode in statuses[command], run.stderr
             validated(run, command)
