@@ -1,15 +1,25 @@
-"""What the next boot would find on a flash whose power was cut: looked at from outside, on a copy."""
+"""The machine's flash from outside: made empty, and what the next boot would find on it when the power was cut."""
+import os
+import shutil
 import subprocess
 
 from console import Missed
 
+SIZE = "16M"
 PLACE = "/flash/"  # where the machine has it
+FOR_ROOT = "/usr/sbin:/sbin"  # where an ordinary user's shell does not look
 MENDED = 1  # e2fsck: the journal's last changes were made, and all is well
+
+
+def make_empty(image):
+    image.unlink(missing_ok=True)
+    subprocess.run([_program("mke2fs"), "-q", "-t", "ext4", image, SIZE], check=True)
 
 
 def replay_journal(image):
     """As the kernel does when it mounts the file system; and nothing else may need to be mended."""
-    done = subprocess.run(["e2fsck", "-f", "-p", image], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+    done = subprocess.run([_program("e2fsck"), "-f", "-p", image], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                          text=True, check=False)
     if done.returncode > MENDED:
         raise Missed(f"the file system is damaged: {done.stdout}")
 
@@ -26,5 +36,9 @@ def text_of(image, path):
 
 
 def _debugfs(image, command):
-    return subprocess.run(["debugfs", "-R", command, image], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
-                          check=True).stdout
+    return subprocess.run([_program("debugfs"), "-R", command, image], stdout=subprocess.PIPE,
+                          stderr=subprocess.DEVNULL, text=True, check=True).stdout
+
+
+def _program(name):
+    return shutil.which(name, path=f"{os.environ.get('PATH', os.defpath)}:{FOR_ROOT}") or name

@@ -4,6 +4,7 @@ import pathlib
 import subprocess
 import sys
 
+import flash
 import packages
 import ram_disk
 from console import Machine
@@ -15,7 +16,6 @@ INSTALLED = OURS / "installed"
 DAEMON = INSTALLED / "sbin/poe_drv"
 PROBE = OURS / "probe"
 PROBE_FLAGS = ["-std=c++20", "-O2", "-Wall", "-Wextra", "-Werror", "-D_TIME_BITS=64", "-D_FILE_OFFSET_BITS=64"]
-FLASH_SIZE = "16M"
 
 
 def prepare():
@@ -39,11 +39,10 @@ def kernel_may_lack_cuse():
 
 def new_machine(name):
     """A machine with an empty flash, which it keeps from boot to boot; its console is written down in build/board."""
-    flash, transcript = OURS / f"{name}.flash", OURS / f"{name}.log"
-    flash.unlink(missing_ok=True)
+    image, transcript = OURS / f"{name}.flash", OURS / f"{name}.log"
+    flash.make_empty(image)
     transcript.unlink(missing_ok=True)
-    quietly("mke2fs", "-q", "-t", "ext4", flash, FLASH_SIZE)
-    return Machine(ram_disk.kernel_of(OURS / "packages"), make_ram_disk(), flash, transcript)
+    return Machine(ram_disk.kernel_of(OURS / "packages"), make_ram_disk(), image, transcript)
 
 
 def sha256(file):
