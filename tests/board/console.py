@@ -1,4 +1,5 @@
 """The emulated machine from outside: its console, its cables, and its power."""
+import contextlib
 import json
 import os
 import pathlib
@@ -71,9 +72,10 @@ class Machine:
                    "-drive", f"file={self.flash},format=raw,if=ide", "-qmp", f"unix:{control},server=on,wait=off", "-S",
                    "-kernel", self.kernel, "-initrd", self.ram_disk,
                    "-append", " ".join(["console=ttyS0 panic=1 quiet nokaslr", *(["--", *options] if options else [])])]
-        with open(self.transcript.with_suffix(".emulator"), "ab") as complaints:
+        with open(self._complaints(), "ab") as complaints:
             self.process = subprocess.Popen([*map(str, command)], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                             stderr=complaints, start_new_session=True)
+        self._control = None
         self._said = ""
         self._lines = queue.Queue()
         threading.Thread(target=self._listen, args=(self.process.stdout, self._lines), daemon=True).start()
@@ -90,8 +92,10 @@ class Machine:
             return
         self.process.send_signal(signal.SIGKILL)
         self.process.wait()
-        self.process.stdin.close()
-        self._control.close()
+        for line in (self.process.stdin, self._control):
+            if line is not None:
+                with contextlib.suppress(OSError):  # it may hold words for an emulator that ended by itself
+                    line.close()
         self.process = None
         with open(self.transcript, "a", encoding="utf-8") as transcript:
             transcript.write("\n=== the power is cut ===\n")
@@ -108,8 +112,9 @@ class Machine:
     def run(self, command, patience_s=PATIENCE_S):
         """One line for the machine's shell: its exit status and what it said."""
         self._commands += 1
-        self.process.stdin.write(f"({command}) </dev/null 2>&1; echo \"=={self._commands}== $?\"\n".encode())
-        self.process.stdin.flush()
+        with contextlib.suppress(BrokenPipeError):  # what the machine said last is worth more
+            self.process.stdin.write(f"({command}) </dev/null 2>&1; echo \"=={self._commands}== $?\"\n".encode())
+            self.process.stdin.flush()
         said = self._until(rf"=={self._commands}== (\d+)\n", command, patience_s)
         text, status = re.fullmatch(rf"(?s)(.*)=={self._commands}== (\d+)\n", said).groups()
         return int(status), text
@@ -122,7 +127,11 @@ class Machine:
         return said
 
     def json(self, command):
-        return json.loads(self.say(command))
+        said = self.say(command)
+        try:
+            return json.loads(said)
+        except ValueError:
+            raise Missed(f"'{command}' was to say JSON and said: {said.strip()}") from None
 
     def expect(self, what, pattern, command, patience_s=PATIENCE_S):
         """Looks until the command says something that the pattern is found in; returns the match."""
@@ -163,6 +172,7 @@ class Machine:
                     continue
                 raise Missed(f"{what}: nothing for {patience_s:.0f} s; the console said:\n{self._said[-4000:]}") from None
             if text is None:
+                self._lines.put(None)  # for whoever asks next
                 raise Missed(f"{what}: the machine has ended; the console said:\n{self._said[-4000:]}")
             self._said += text
         said, self._said = self._said[:found.end()], self._said[found.end():]
@@ -174,18 +184,33 @@ class Machine:
         connection.settimeout(PATIENCE_S)
         while connection.connect_ex(str(path)) != 0:
             if self.process.poll() is not None or patience.is_over():
-                raise Missed(f"the emulator has not started; see {self.transcript.with_suffix('.emulator')}")
+                raise Missed(f"the emulator has not started; see {self._complaints()}")
             time.sleep(SHORT_PAUSE_S)
         self._control = connection.makefile("rw", encoding="utf-8")
         connection.close()
-        self._control.readline()
+        self._exchanged()  # its greeting
         self._ask("qmp_capabilities")
 
+    def _complaints(self):
+        return self.transcript.with_suffix(".emulator")
+
+    def _exchanged(self, words=None):
+        """The next line of the emulator's own, after these words; nothing when it has ended or does not answer."""
+        try:
+            if words is not None:  # writing forgets what was read ahead
+                self._control.write(words)
+                self._control.flush()
+            return self._control.readline()
+        except OSError:
+            return ""
+
     def _ask(self, command, arguments=None):
-        self._control.write(json.dumps({"execute": command, **({"arguments": arguments} if arguments else {})}) + "\n")
-        self._control.flush()
+        words = json.dumps({"execute": command, **({"arguments": arguments} if arguments else {})}) + "\n"
         while True:
-            answer = json.loads(self._control.readline())
+            line = self._exchanged(words)
+            if not line.endswith("\n"):
+                raise Missed(f"{command}: the emulator answers no more; see {self._complaints()}")
+            words, answer = None, json.loads(line)
             if "error" in answer:
                 raise Missed(f"the emulator refuses {command}: {answer['error']}")
             if "return" in answer:
