@@ -1,4 +1,5 @@
-"""The board's run skips what a kernel without CUSE cannot show, and takes no fault of its own for such a kernel."""
+"""The board's run skips what a kernel without CUSE cannot show, takes no fault of its own for such a kernel, and goes on
+behind a scenario that failed."""
 import argparse
 import contextlib
 import importlib.machinery
@@ -37,7 +38,7 @@ def board(monkeypatch, tmp_path):
     module = importlib.util.module_from_spec(importlib.util.spec_from_loader("board_run", loader))
     loader.exec_module(module)
 
-    def run(said, without_cuse=False, modules=None):
+    def run(said, without_cuse=False, modules=None, cell=lambda *_: None):
         folder = tmp_path / "packages/lib/modules/6.1/kernel"
         folder.mkdir(parents=True)
         for name in sys.modules["ram_disk"].MODULES if modules is None else modules:
@@ -46,10 +47,8 @@ def board(monkeypatch, tmp_path):
         monkeypatch.setattr(module.preparing, "prepare", lambda: None)
         monkeypatch.setattr(module.preparing, "new_machine", lambda _: contextlib.nullcontext(Machine(said)))
         one = module.Board(argparse.Namespace(long=False, measure=False, without_cuse=without_cuse))
-        one.boots = [(words, [lambda *_: None for _ in cells]) for words, cells in one.boots]
-        for _, cells in one.boots:
-            for cell in cells:
-                cell.__name__ = "something_happens"
+        cell.__name__ = "something_happens"
+        one.boots = [(words, [cell for _ in cells]) for words, cells in one.boots]
         return one.all()
 
     yield run
@@ -87,3 +86,11 @@ def test_so_is_one_that_is_not_to_load_it(board, capsys):
 def test_a_kernel_without_another_module_ends_the_run(board):
     with pytest.raises(SystemExit, match="no module ext4"):
         board(NO_DEVICES, modules=all_modules_but("ext4"))
+
+
+def test_a_scenario_that_trips_over_what_it_sees_fails_with_it_and_the_others_go_on(board, capsys):
+    sweeps = iter(["", "none"])
+    assert not board(ALL_IS_WELL, cell=lambda *_: int(next(sweeps, "1")))
+    said = capsys.readouterr().out
+    assert "FAILED: something happens: " in said and "invalid literal for int() with base 10: 'none'" in said
+    assert re.search(r" (\d+) of \1 cells, 0 faults delivered, 2 failures$", said.splitlines()[-1])
