@@ -13,7 +13,7 @@ MENDED = 1  # e2fsck: the journal's last changes were made, and all is well
 
 def make_empty(image):
     image.unlink(missing_ok=True)
-    subprocess.run([_program("mke2fs"), "-q", "-t", "ext4", image, SIZE], check=True)
+    subprocess.run([_program("mke2fs"), "-q", "-t", "ext4", image, SIZE], stdout=subprocess.DEVNULL, check=True)
 
 
 def replay_journal(image):

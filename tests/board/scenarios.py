@@ -31,6 +31,7 @@ PLUGGED = {1: "--class 4 --load 12.5", 2: "--class 8 --load 40", 3: "--dual --lo
 WATTS = {1: 12.5, 2: 40.0, 3: 24.0, 4: 4.0}
 ROUNDING_W = 0.1
 FAILING_S = 30
+MARKS = ("timeout", "checksum")
 SLOW_MS = 20000
 STATISTICS_FILE = "/flash/poe_statistics.txt"
 FORMER_STATISTICS = ["0, 11, 111", "1, 12, 112", "2, 13, 113", "3, 14, 114"]
@@ -45,6 +46,7 @@ SWITCHED_OFF, NOT_SWITCHED_OFF = r"switched off by itself +yes", r"switched off 
 class Run:
     without_cuse: bool = False
     faults: int = 0
+    marks: dict = field(default_factory=dict)  # what each file of error marks held shortly before the power was cut
     table: list = field(default_factory=list)
 
 
@@ -349,16 +351,22 @@ def a_failing_controller_leaves_its_marks_across_a_power_cut(machine, run):
     while time.monotonic() - began < FAILING_S:
         machine.say("poectl status >/dev/null; usleep 500000")
     run.faults += machine.json("vswitch --json show counters")["counters"]["faults_struck"]
+    run.marks = {name: marks_of(machine, name) for name in MARKS}
     machine.cut_the_power()
     run.faults += 1
 
 
-def the_marks_are_found_again(machine, _):
-    for name in ("timeout", "checksum"):
-        held = machine.say(f"cat /flash/poe_error_rx_{name}.txt").splitlines()
-        expect(f"the marks of rx_{name} are whole lines from 1 on",
-               held and held == ["1", "10", "100"][:len(held)], held)
+def the_marks_are_found_again(machine, run):
+    for name in MARKS:
+        held = marks_of(machine, name)
+        expect(f"the marks of rx_{name} are whole lines from 1 on", held and held == ["1", "10", "100"][:len(held)], held)
+        before = run.marks.get(name, [])
+        expect(f"none of rx_{name} is lost", held[:len(before)] == before, (before, held))
     serving(machine)
+
+
+def marks_of(machine, name):
+    return machine.say(f"cat /flash/poe_error_rx_{name}.txt").splitlines()
 
 
 def the_stress_test_is_asked_for(machine, run):
