@@ -4,7 +4,10 @@ import argparse
 import contextlib
 import importlib.machinery
 import importlib.util
+import os
 import re
+import shutil
+import subprocess
 import sys
 
 import pytest
@@ -94,3 +97,35 @@ def test_a_scenario_that_trips_over_what_it_sees_fails_with_it_and_the_others_go
     said = capsys.readouterr().out
     assert "FAILED: something happens: " in said and "invalid literal for int() with base 10: 'none'" in said
     assert re.search(r" (\d+) of \1 cells, 0 faults delivered, 2 failures$", said.splitlines()[-1])
+
+
+@pytest.fixture
+def whole_test(tmp_path):
+    """whole_test(board_says): the last line of ./test in a tree in which everything it calls is done well and says nothing,
+    but for the board."""
+    def stub(name, says=""):
+        script = tmp_path / name
+        script.parent.mkdir(parents=True, exist_ok=True)
+        script.write_text(f"#!/bin/sh\necho '{says}'\n")
+        script.chmod(0o755)
+
+    def run(board_says):
+        shutil.copy(PROJECT / "test", tmp_path / "test")
+        campaigns = re.findall(r"campaigns/\w+", (PROJECT / "test").read_text())
+        for name in ("bin/cmake", "bin/ctest", "scripts/install_dependencies", "scripts/check_format", "scripts/lint",
+                     "bench/run", "bench/instructions",
+                     *(f"tests/{one}/run" for one in ("coverage", "fuzz", "gates", "machines", *campaigns))):
+            stub(name)
+        stub("tests/board/run", board_says)
+        shutil.copy(PROJECT / "scripts/count_results", tmp_path / "scripts")
+        done = subprocess.run([tmp_path / "test"], capture_output=True, text=True, timeout=100, check=False,
+                              env={**os.environ, "PATH": f"{tmp_path}/bin:/usr/bin:/bin"})
+        return done.stdout.splitlines()[-1]
+    return run
+
+
+def test_the_whole_tests_line_counts_what_the_board_skipped_and_takes_it_for_no_success(whole_test):
+    ran = whole_test("board: short form, 13 of 13 cells, 9 faults delivered, 0 failures")
+    passed, failed = re.fullmatch(r"(\d+) passed, (\d+) failed", ran).groups()
+    skipped = whole_test("board: short form, 0 of 13 cells, 13 skipped for want of CUSE, 0 faults delivered, 0 failures")
+    assert skipped == f"{int(passed) - 1} passed, {failed} failed, 13 skipped"
