@@ -20,6 +20,11 @@ constexpr int signal_base = 128;
 constexpr unsigned device_files = 2;
 constexpr std::array verbs_about_the_daemon{"daemon", "start", "stop", "restart", "wait", "world", enter_verb};
 
+// The daemon asks its machine's own interfaces, not a model.
+bool is_about_links(const std::vector<std::string>& words) {
+    return words[0] == "link" || (words[0] == "fault" && words.size() > 1 && words[1].starts_with("link"));
+}
+
 constexpr const char* own_verbs_help = R"(latency MICROSECONDS
 quit: end the switch, and its device files
 )";
@@ -114,6 +119,11 @@ void device_server::answer_verb(const control_request& request) {
         if (verb != other) continue;
         return request.answer(say(control_result::refused,
                                   "this switch only serves its devices: its machine runs the daemon", request.json));
+    }
+    if (is_about_links(request.words)) {
+        return request.answer(say(control_result::refused,
+                                  "this switch only serves its devices: links are its machine's interfaces",
+                                  request.json));
     }
     if (verb == "latency") return request.answer(change_latency(answers_, request));
     if (verb == "quit") {

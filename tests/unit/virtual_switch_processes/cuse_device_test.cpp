@@ -345,6 +345,17 @@ TEST_F(device_server_test, verbs_about_the_daemon_are_refused_and_its_own_are_se
     EXPECT_THAT(ask({"help"}), HasSubstr("latency MICROSECONDS"));
 }
 
+TEST_F(device_server_test, links_are_not_its_own_and_verbs_about_them_are_refused) {
+    serve();
+    const std::vector<std::vector<std::string>> refused{
+        {"link", "2", "up"}, {"fault", "link"}, {"fault", "link-monitor", "--times", "1"}};
+    for (const std::vector<std::string>& words : refused)
+        EXPECT_THAT(ask(words), HasSubstr("links are its machine's interfaces")) << words[0];
+    EXPECT_THAT(ask({"show", "faults"}), HasSubstr("no faults"));
+    EXPECT_EQ(ask({"fault", "cpld"}).front(), '+');
+    EXPECT_EQ(ask({"fault"}).front(), '-');
+}
+
 TEST_F(device_server_test, traps_are_read_out_of_the_pipe) {
     serve();
     controller.initialise();
