@@ -23,6 +23,8 @@ DEVICES = {CONTROLLER, CPLD}
 SHELL_DEVICES = {"/dev/kmsg"}  # for one line in the kernel's log
 DEVICE_CALLS = {(CONTROLLER, "_IOC(_IOC_READ|_IOC_WRITE, 0xdd, 0x3, 0x10)"): "transaction",
                 (CPLD, "_IOC(_IOC_WRITE, 0xd2, 0x3, 0x3)"): "CPLD write"}
+OTHER_CALLS = {(CPLD, "close"),  # the controller stays open
+               ("/dev/null", "fcntl64")}  # whether there is a standard input
 TRANSACTION, CPLD_WRITE, CPLD_READ, UNKNOWN = "C010DD03", "8003D203", "4002D201", "0000D2FF"
 # All that the daemon may have in its memory; a preload library would be one more.
 DAEMON_FILES = {DAEMON, "/opt/poe/lib/libpoe_ipc.so", "/opt/poe/lib/liblink_mon_intf.so", "/opt/poe/lib/libOrvCom.so",
@@ -333,9 +335,12 @@ def judge_system_calls(calls):
     expect(f"those that its shells open are {sorted(SHELL_DEVICES)}", calls.opened_by_shells == SHELL_DEVICES,
            sorted(calls.opened_by_shells))
     expect(f"its calls are {sorted(DEVICE_CALLS)}", set(calls.ioctls) == set(DEVICE_CALLS), dict(calls.ioctls))
+    expect(f"beside them it makes {sorted(OTHER_CALLS)}", set(calls.others) == OTHER_CALLS, dict(calls.others))
     expect("none of them failed", not calls.failed, calls.failed[:5])
     for call, what in DEVICE_CALLS.items():
         print(f"  {calls.ioctls[call]:5} x ioctl {call[1]}: {what}")
+    for device, what in sorted(OTHER_CALLS):
+        print(f"  {calls.others[device, what]:5} x {what} {device}")
 
 
 def a_failing_controller_leaves_its_marks_across_a_power_cut(machine, run):

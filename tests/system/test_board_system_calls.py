@@ -7,10 +7,13 @@ TRANSACTION = "_IOC(_IOC_READ|_IOC_WRITE, 0xdd, 0x3, 0x10)"
 CPLD_WRITE = "_IOC(_IOC_WRITE, 0xd2, 0x3, 0x3)"
 LOG = f"""\
 70    execve("/opt/poe/sbin/poe_drv", ["/opt/poe/sbin/poe_drv", "/tmp/poe_status"], 0x7fb3 /* 9 vars */) = 0
+70    fcntl64(0</dev/null>, F_GETFD) = 0
 70    openat(AT_FDCWD</>, "/lib/libc.so.6", O_RDONLY|O_CLOEXEC) = 3</lib/libc.so.6>
 71    execve("/bin/sh", ["sh", "-c", "echo it > /dev/kmsg"], 0x7fb3 /* 9 vars */ <unfinished ...>
 71    <... execve resumed>) = 0
 71    openat(AT_FDCWD</>, "/dev/kmsg", O_WRONLY|O_CREAT|O_TRUNC, 0666) = 3</dev/kmsg>
+71    dup2(3</dev/kmsg>, 1</tmp/poe_drv.out>) = 1</dev/kmsg>
+71    write(1</dev/kmsg>, "it\\n", 3) = 3
 70    openat(AT_FDCWD</>, "/dev/poe_kernel_drv", O_RDWR <unfinished ...>
 72    ioctl(5<UNIX-DGRAM:[88]>, SIOCOUTQ, [0]) = 0
 70    <... openat resumed>) = 7</dev/poe_kernel_drv>
@@ -18,6 +21,8 @@ LOG = f"""\
 72    ioctl(7</dev/poe_kernel_drv>, {TRANSACTION}, 0x7fb4 <unfinished ...>
 70    openat(AT_FDCWD</>, "/dev/cpld_rtl819x", O_RDWR) = 8</dev/cpld_rtl819x>
 70    ioctl(8</dev/cpld_rtl819x>, {CPLD_WRITE}, 0x7fb5) = 0
+70    close(8</dev/cpld_rtl819x>) = 0
+70    write(2</tmp/poe_drv.log>, "7</dev/mem>", 11) = 11
 72    <... ioctl resumed>) = 0
 """
 
@@ -35,10 +40,11 @@ def judged(monkeypatch):
         sys.modules.pop(name, None)
 
 
-def test_two_device_files_and_two_requests_are_all_that_is_allowed(judged, capsys):
+def test_two_devices_with_a_request_each_closing_the_cpld_and_looking_for_an_input_are_all_that_is_allowed(judged, capsys):
     judged(LOG)
     said = capsys.readouterr().out
     assert f"2 x ioctl {TRANSACTION}: transaction" in said and f"1 x ioctl {CPLD_WRITE}: CPLD write" in said
+    assert "1 x close /dev/cpld_rtl819x" in said
 
 
 @pytest.mark.parametrize("line, seen", [
@@ -51,6 +57,11 @@ def test_two_device_files_and_two_requests_are_all_that_is_allowed(judged, capsy
     ('71    openat(AT_FDCWD</>, "/dev/mem", O_RDONLY) = 3</dev/mem>', "its shells open .*/dev/mem"),
     ('70    openat(AT_FDCWD</>, "/dev/kmsg", O_WRONLY) = 9</dev/kmsg>', "/dev/kmsg"),  # only its shells may
     (f"70    ioctl(7</dev/poe_kernel_drv>, {CPLD_WRITE}, 0x7fb5) = 0", "its calls are"),
+    ('70    read(7</dev/poe_kernel_drv>, "", 16) = 0', r"\('/dev/poe_kernel_drv', 'read'\)"),
+    ("72    write(7</dev/poe_kernel_drv>, 0x7fb5, 3 <unfinished ...>", r"\('/dev/poe_kernel_drv', 'write'\)"),
+    ("70    mmap2(NULL, 16, PROT_READ, MAP_SHARED, 8</dev/cpld_rtl819x>, 0) = 0x77a0", r"\('/dev/cpld_rtl819x', 'mmap2'\)"),
+    ("70    poll([{fd=7</dev/poe_kernel_drv>, events=POLLIN}], 1, 0) = 0", r"\('/dev/poe_kernel_drv', 'poll'\)"),
+    ("70    dup(7</dev/poe_kernel_drv>) = 9</dev/poe_kernel_drv>", r"\('/dev/poe_kernel_drv', 'dup'\)"),
     ("70    ioctl(7</dev/poe_kernel_drv>, TCGETS, 0x7fb5) = 0", "TCGETS"),
     (f"70    ioctl(7</dev/poe_kernel_drv>, {TRANSACTION}, 0x7fb5) = -1 EIO (Input/output error)", "none of them failed"),
     (f"72    ioctl(7</dev/poe_kernel_drv>, {TRANSACTION}, 0x7fb4 <unfinished ...>\n"
