@@ -480,6 +480,11 @@ def test_what_no_change_can_say_is_refused_before_it_is_sent(daemon, poe_client,
     assert daemon.get_all_port_settings() == before
 
 
+def test_a_limit_that_is_no_whole_number_of_tenths_is_told_as_that(daemon, poe_client):
+    with pytest.raises(poe_client.UsageError, match="power_limit_mw 15450: it is a multiple of 100"):
+        daemon.set_port(0, power_limit_mw=15450)
+
+
 def test_a_fraction_is_never_cut_off(daemon):
     with pytest.raises(TypeError):
         daemon.set_port(0, power_limit_mw=15400.0)
@@ -493,7 +498,7 @@ def test_a_loop_of_ones_own_takes_answers_when_the_descriptor_is_readable(daemon
     with world.stopped_daemon():
         asked = daemon.begin_power_cycle([0])
         assert not asked.done() and not select.select([daemon], [], [], 0)[0]
-        with pytest.raises(poe_client.UsageError):
+        with pytest.raises(poe_client.UsageError, match="another request of the connection is pending"):
             daemon.begin_get_deepest_queue()
         asked.cancel()
         with pytest.raises(poe_client.UsageError):

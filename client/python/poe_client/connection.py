@@ -19,6 +19,7 @@ from .values import (PORT_COUNT, CommunicationCounters, EnergySummary, PortChang
 
 DEFAULT_TIMEOUT_S = 1.0
 _KEEP = -1
+_POWER_LIMIT_STEP_MW = 100
 
 _Answer = TypeVar("_Answer")
 
@@ -387,6 +388,9 @@ class Connection:
 
     def _begin(self, name: str, answer: Any, *arguments: Any) -> Pending[Any]:
         error = self._call("begin_" + name, *arguments)
+        before = self._pending()
+        if error == _library.USAGE and before is not None and not before._is_over:
+            raise usage("another request of the connection is pending: take its result or cancel it first")
         if error != _library.OK:
             raise self._error(error)
         pending: Pending[Any] = Pending(self, None if answer is None else answer())
@@ -434,6 +438,8 @@ def _change_of(kind: Any, fields: dict[str, int | None]) -> Any:
             continue
         most = 0xFFFFFFFF if name == "power_limit_mw" else 0x7F
         setattr(change, name, _fitting(name, value, 0, most))
+        if name == "power_limit_mw" and value % _POWER_LIMIT_STEP_MW != 0:
+            raise usage(f"{name} {value}: it is a multiple of {_POWER_LIMIT_STEP_MW}")
         change.fields |= kind.BITS[name]
     return change
 
