@@ -343,7 +343,7 @@ typedef struct poe_client_communication_counters { /* of the daemon's talk with 
 } poe_client_communication_counters;
 #define POE_CLIENT_SIZE_OF_COMMUNICATION_COUNTERS 96
 
-/* --- energy record --- */
+/* --- energy record: the daemon keeps it and does not fill it; it holds what was restored from flash or made up --- */
 
 #define POE_CLIENT_MINUTE_COUNT 60
 #define POE_CLIENT_HALF_HOUR_COUNT 48

@@ -14,6 +14,8 @@ namespace {
 using row = std::vector<cell>;
 
 constexpr const char* unknown = "unknown";
+// Who sees an empty record would wait for it to fill.
+constexpr const char* not_sampled = "poe_drv does not record what ports draw: it tells what was restored or made up.";
 
 std::string tenths_or_unknown(const std::optional<std::int64_t>& thousandths) {
     return thousandths ? thousandths_as_tenths(*thousandths) : unknown;
@@ -133,9 +135,9 @@ std::vector<block> energy_page(bool kept_in_flash, const poe_client::energy_summ
     std::vector<block> page{
         paragraph("Energy totals are " + std::string(kept_in_flash ? "" : "not ") + "kept in flash."), table};
     if (summary.totals.powered_s == 0 && !has_an_average(summary.totals)) {
-        page.push_back(
-            paragraph("No average is known: nothing is recorded, or not enough yet.\n"
-                      "'poectl energy PORT' shows what there is."));
+        page.push_back(paragraph(std::string("No average is known: nothing is recorded, or too little.\n"
+                                             "'poectl energy PORT' shows what there is.\n") +
+                                 not_sampled));
     }
     return page;
 }
@@ -144,7 +146,7 @@ std::vector<block> port_energy_page(const poe_client::port_energy& port) {
     std::vector<block> page{totals_line(port)};
     const auto rings = rings_of(port);
     if (std::ranges::all_of(rings, is_empty)) {
-        page.push_back(paragraph("Nothing is recorded."));
+        page.push_back(paragraph(std::string("Nothing is recorded.\n") + not_sampled));
         return page;
     }
     for (const auto& ring : rings) {

@@ -243,7 +243,9 @@ class EnergySlot:
 
 @dataclasses.dataclass(frozen=True)
 class PortEnergy:
-    """A port's energy and history, oldest first; starts are seconds since 1970."""
+    """A port's energy and history, oldest first; starts are seconds since 1970.
+
+    The daemon keeps this record and does not fill it: it holds what was restored from flash or made up."""
 
     port: int
     powered_s: int

@@ -63,8 +63,9 @@ TEST_F(energy, of_all_ports_has_totals_and_three_averages_each) {
 TEST_F(energy, that_is_lost_at_a_restart_is_said_to_be_and_so_is_an_empty_record) {
     const auto text = shown(energy_page(false, {}));
     EXPECT_THAT(text, StartsWith("Energy totals are not kept in flash.\n"));
-    EXPECT_THAT(text, EndsWith("\n\nNo average is known: nothing is recorded, or not enough yet.\n"
-                               "'poectl energy PORT' shows what there is.\n"));
+    EXPECT_THAT(text, EndsWith("\n\nNo average is known: nothing is recorded, or too little.\n"
+                               "'poectl energy PORT' shows what there is.\n"
+                               "poe_drv does not record what ports draw: it tells what was restored or made up.\n"));
 }
 
 TEST_F(energy, of_a_port_that_was_powered_is_not_said_to_be_nothing) {
@@ -152,10 +153,11 @@ TEST_F(energy, plots_fit_into_80_columns) {
         EXPECT_LE(end - begin, 80U) << text.substr(begin, end - begin);
 }
 
-TEST_F(energy, of_a_port_without_any_record_says_so_in_one_line) {
+TEST_F(energy, of_a_port_without_any_record_says_so_and_that_it_stays_so) {
     for (const bool terminal : {false, true}) {
         EXPECT_EQ(shown(port_energy_page({}), terminal),
-                  "Port 1 (lan1): powered for 0:00:00, 0.0 Wh\n\nNothing is recorded.\n");
+                  "Port 1 (lan1): powered for 0:00:00, 0.0 Wh\n\nNothing is recorded.\n"
+                  "poe_drv does not record what ports draw: it tells what was restored or made up.\n");
     }
 }
 
