@@ -1,5 +1,7 @@
 #include "poectl/readings.h"
 
+#include <thread>
+
 #include "poe_client/codec.h"
 #include "poe_client/requests.h"
 
@@ -55,6 +57,21 @@ failure read_system(connection& daemon, system_reading& into) {
     if (succeeded(error)) error = take(get_system_settings(daemon), system.settings);
     if (succeeded(error)) into = system;
     return error;
+}
+
+failure read_whether_controller_answers(connection& daemon, const poe_client::communication_counters& before,
+                                        bool& into, std::chrono::milliseconds patience) {
+    using steady = std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds pause{20};
+    const auto until = steady::now() + patience;
+    for (;;) {
+        poe_client::communication_counters now{};
+        const failure error = take(get_communication_counters(daemon), now);
+        if (!succeeded(error)) return error;
+        into = now.tx_correctly_executed != before.tx_correctly_executed;
+        if (into || steady::now() >= until) return {};
+        std::this_thread::sleep_for(pause);
+    }
 }
 
 }  // namespace poectl

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <optional>
 
@@ -34,6 +35,16 @@ struct whole_reading {
 poe_client::failure read_whole(poe_client::connection& daemon, whole_reading& into);
 poe_client::failure read_port(poe_client::connection& daemon, std::uint8_t port, port_reading& into);
 poe_client::failure read_system(poe_client::connection& daemon, system_reading& into);
+
+// While the controller answers, transactions with it come to their good end all the time. An attempt that fails takes
+// half a second: this is more than three of them in a row.
+inline constexpr std::chrono::milliseconds patience_with_the_controller{2000};
+
+// Does the controller answer the daemon? True as soon as a transaction has come to its good end since `before`. When it
+// does not, what the daemon says of status and power is what it read last.
+poe_client::failure read_whether_controller_answers(poe_client::connection& daemon,
+                                                    const poe_client::communication_counters& before, bool& into,
+                                                    std::chrono::milliseconds patience = patience_with_the_controller);
 
 inline bool succeeded(const poe_client::failure& error) {
     return error.kind == poe_client::failure_kind::none;

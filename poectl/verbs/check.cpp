@@ -133,6 +133,11 @@ void put_finding(const check_finding& one, picture& into) {
     into.add("findings", {{"code", static_cast<int>(one.state)}, {"name", name_of(one.state)}, {"text", one.text}});
 }
 
+void check_controller(const checked_switch& seen, std::vector<check_finding>& found) {
+    if (seen.controller_answers) return;
+    found.push_back({plugin_state::critical, "the controller does not answer poe_drv; all that is told is old"});
+}
+
 void check_power(const checked_switch& seen, const check_thresholds& thresholds, std::vector<check_finding>& found) {
     const auto& system = seen.all.system;
     const auto reached = [&](const std::optional<power_threshold>& threshold) {
@@ -200,6 +205,7 @@ std::uint64_t threshold_mw(const power_threshold& threshold, std::uint32_t total
 
 std::vector<check_finding> findings_of(const checked_switch& seen, const check_thresholds& thresholds) {
     std::vector<check_finding> found;
+    check_controller(seen, found);
     check_power(seen, thresholds, found);
     check_ports(seen, thresholds, found);
     check_errors(seen, thresholds, found);
@@ -280,8 +286,9 @@ void add_check(command_line& line) {
 
 poe_client::failure check(const command& asked, poe_client::connection& daemon, picture& seen) {
     checked_switch now{};
-    auto error = read_whole(daemon, now.all);
-    if (succeeded(error)) error = take(get_communication_counters(daemon), now.counters);
+    auto error = take(get_communication_counters(daemon), now.counters);
+    if (succeeded(error)) error = read_whole(daemon, now.all);
+    if (succeeded(error)) error = read_whether_controller_answers(daemon, now.counters, now.controller_answers);
     if (succeeded(error)) {
         depict_check(now, asked.thresholds, seen);
     } else {

@@ -32,6 +32,7 @@ struct check_finding {
 struct checked_switch {
     whole_reading all;
     poe_client::communication_counters counters;
+    bool controller_answers = true;  // else all that is seen is old
 };
 
 // Transactions with the controller that came to nothing.

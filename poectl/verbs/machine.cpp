@@ -314,6 +314,18 @@ std::vector<finding> examine_socket(const machine& where, poe_client::connection
     return found;
 }
 
+std::vector<finding> examine_controller(poe_client::connection& daemon, std::chrono::milliseconds patience) {
+    constexpr const char *check = "controller", *subject = "the PoE controller";
+    poe_client::communication_counters before{};
+    bool answers = false;
+    auto error = take(get_communication_counters(daemon), before);
+    if (succeeded(error)) error = read_whether_controller_answers(daemon, before, answers, patience);
+    if (!succeeded(error)) return {};
+    if (answers) return {{check, verdict::ok, subject, "answers poe_drv", ""}};
+    return {{check, verdict::fault, subject, "does not answer poe_drv: status and power of the ports are old",
+             "look at the controller's wiring and power; 'poectl counters' tells how its answers fail"}};
+}
+
 std::vector<finding> examine_trap_pipe(const machine& where) {
     constexpr const char* check = "trap_pipe";
     std::vector<finding> found;
@@ -396,6 +408,7 @@ std::vector<finding> examine(const machine& where, poe_client::connection& daemo
     add(examine_flash(where));
     add(examine_instances(where));
     add(examine_socket(where, daemon));
+    add(examine_controller(daemon));
     add(examine_interfaces(where));
     add(examine_budget(where));
     add(examine_trap_pipe(where));

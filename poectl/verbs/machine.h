@@ -1,5 +1,5 @@
 // The machine around the daemon, examined without disturbing anything: files are looked at, never opened when they are
-// devices or pipes; nothing is written; the daemon is asked one question.
+// devices or pipes; nothing is written; the daemon is asked whether it answers, and whether the controller answers it.
 #pragma once
 
 #include <array>
@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "poe_client/connection.h"
+#include "poectl/readings.h"
 
 namespace poectl {
 
@@ -39,6 +40,9 @@ std::vector<finding> examine_devices(const machine& where);
 std::vector<finding> examine_flash(const machine& where);
 std::vector<finding> examine_instances(const machine& where);
 std::vector<finding> examine_socket(const machine& where, poe_client::connection& daemon);
+// Nothing where the daemon does not answer.
+std::vector<finding> examine_controller(poe_client::connection& daemon,
+                                        std::chrono::milliseconds patience = patience_with_the_controller);
 std::vector<finding> examine_trap_pipe(const machine& where);
 std::vector<finding> examine_libraries(const machine& where);
 std::vector<finding> examine_interfaces(const machine& where);

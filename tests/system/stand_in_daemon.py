@@ -1,5 +1,6 @@
 """Something in the daemon's place that answers as a test wants: to see how a client meets a daemon that refuses, hangs,
 knows nothing yet, or talks nonsense. It answers from a thread of its own until it is closed."""
+import itertools
 import os
 import pathlib
 import socket
@@ -26,8 +27,11 @@ def _status(port, code):
     return head + 2 * pair_set + struct.pack("<5I", 0, 0, 0, 0, 0)
 
 
+_answered = itertools.count(1)
+
+
 def reply_to(request, codes=(1, 2, 3, 0)):
-    """What a daemon says whose ports have these status codes, and which knows nothing else."""
+    """What a daemon says whose ports have these status codes, whose controller answers, and which knows nothing else."""
     kind = request[0]
     reply = bytearray(REPLY_LENGTHS.get(kind, ENVELOPE))
     reply[0] = REPLY_TYPES.get(kind, kind)
@@ -42,6 +46,8 @@ def reply_to(request, codes=(1, 2, 3, 0)):
         reply[8:] = b"".join(_status(one, codes[one]) for one in PORTS)
     elif kind == 11:
         reply[28:] = b"".join(_status(one, codes[one]) for one in PORTS)
+    elif kind == 12:
+        reply[40:48] = struct.pack("<Q", next(_answered))
     elif kind == 17:
         reply[8] = port
         reply[16:20] = NO_NUMBER

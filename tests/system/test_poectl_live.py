@@ -36,6 +36,27 @@ def outside(world, *words):
     return [*words_that_start(PREFIX / "bin/poectl"), *map(str, words), "--socket", str(world.tmp / DAEMON_SOCKET)]
 
 
+def test_a_controller_that_does_not_answer_is_found_while_the_daemon_goes_on_telling_what_it_read(make_world):
+    world = make_world(speed=1)
+    world.wait_for("every port to be polled", lambda: is_polled(world))
+    assert world.poectl("check").returncode == 0
+    healthy = json.loads(world.poectl("doctor", "--json").stdout)["checks"]
+    assert [one["result"] for one in healthy if one["check"] == "controller"] == ["ok"]
+    before = world.poectl("status").stdout
+    world.vswitch("fault", "no-answer")
+    run = world.poectl("check")
+    assert run.returncode == 2
+    assert run.stdout.startswith("POE CRITICAL - the controller does not answer poe_drv; all that is told is old | ")
+    assert world.poectl("status").stdout.splitlines()[2:] == before.splitlines()[2:]
+    run = world.poectl("doctor", "--json")
+    told = json.loads(run.stdout)
+    VALIDATOR.validate(told)
+    assert run.returncode == 1 and not told["verdict"]["healthy"]
+    assert [one["result"] for one in told["checks"] if one["check"] == "controller"] == ["fault"]
+    world.vswitch("fault", "clear")
+    world.wait_for("the controller to answer again", lambda: world.poectl("check").returncode == 0)
+
+
 # --- a change is done when it has taken effect ------------------------------------------------------------------------
 
 

@@ -53,6 +53,16 @@ TEST(check, of_a_switch_that_is_well_is_ok) {
         "port 4 (lan4): disabled (0)\n");
 }
 
+TEST(check, of_a_controller_that_does_not_answer_is_critical_whatever_is_told_besides) {
+    auto old = well();
+    old.controller_answers = false;
+    const auto seen = shown(old, {.power_warning = power_threshold{1000, false}});
+    EXPECT_EQ(seen.exit_status, 2);
+    EXPECT_THAT(page(seen),
+                StartsWith("POE CRITICAL - the controller does not answer poe_drv; all that is told is old; "
+                           "120.0 W of 300.0 W used, threshold 1.0 W | consumed_w=120.0;1.0;"));
+}
+
 TEST(check, of_power_begins_at_the_threshold) {
     const power_threshold below{120001, false}, at{120000, false}, at_percent{40000, true}, below_percent{40001, true};
     EXPECT_EQ(state_of(well(), {.power_warning = at}), plugin_state::warning);

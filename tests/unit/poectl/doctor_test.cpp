@@ -195,6 +195,39 @@ TEST(a_socket, that_nobody_answers_on_is_a_fault_with_its_reason) {
     expect_bad(found[1], verdict::fault, "no answer: poe_drv did not answer within");
 }
 
+// A daemon whose count of answered transactions goes on from the query with this number, and stands still before.
+fake_daemon::script talking_from(std::size_t first) {
+    return [first](const message& request, std::size_t number) {
+        constexpr std::size_t correctly_executed_offset = 40;
+        auto replies = healthy()(request, number);
+        if (number >= first) replies.front()[correctly_executed_offset]++;
+        return replies;
+    };
+}
+
+TEST(a_controller, that_answers_is_seen_at_the_daemons_next_transaction) {
+    fake_daemon daemon(talking_from(3));
+    poe_client::connection connection(daemon.socket_path(), std::chrono::seconds(20));
+    const auto found = examine_controller(connection);
+    ASSERT_THAT(found, SizeIs(1));
+    expect_good(found[0]);
+    EXPECT_THAT(daemon.requests(), SizeIs(4));
+}
+
+TEST(a_controller, that_does_not_answer_is_a_fault) {
+    fake_daemon daemon(healthy());
+    poe_client::connection connection(daemon.socket_path(), std::chrono::seconds(20));
+    const auto found = examine_controller(connection, std::chrono::milliseconds(1));
+    ASSERT_THAT(found, SizeIs(1));
+    expect_bad(found[0], verdict::fault, "does not answer poe_drv");
+}
+
+TEST(a_controller, is_not_judged_where_the_daemon_does_not_answer) {
+    fake_daemon daemon([](const message&, std::size_t) { return std::vector<message>{}; });
+    poe_client::connection connection(daemon.socket_path(), std::chrono::milliseconds(2));
+    EXPECT_THAT(examine_controller(connection), IsEmpty());
+}
+
 TEST_F(a_machine, has_a_trap_pipe_that_is_a_pipe) {
     expect_bad(examine_trap_pipe(here)[0], verdict::warning, "nobody gets traps");
     expect_bad(examine_trap_pipe(here)[1], verdict::warning, "not sent yet");
