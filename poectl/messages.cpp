@@ -34,6 +34,18 @@ problem no_daemon(int why, const std::string& socket_path) {
     return one;
 }
 
+// Of a socket in a folder that this user may not enter the system says no more than of the socket itself.
+problem not_permitted(const std::string& socket_path) {
+    struct stat file {};
+    const bool is_hidden = stat(socket_path.c_str(), &file) != 0 && errno == EACCES;
+    return {.exit_status = exit_not_permitted,
+            .what = "not permitted",
+            .why = "this user may not " + std::string(is_hidden ? "enter the folder of" : "write to") + " the socket " +
+                   socket_path,
+            .advice = is_hidden ? "use sudo; the group of the socket does not help here"
+                                : "use sudo, or join the group of the socket"};
+}
+
 }  // namespace
 
 problem problem_of(const poe_client::failure& failure, const std::string& socket_path,
@@ -42,10 +54,7 @@ problem problem_of(const poe_client::failure& failure, const std::string& socket
         case failure_kind::no_daemon:
             return no_daemon(failure.system_error, socket_path);
         case failure_kind::not_permitted:
-            return {.exit_status = exit_not_permitted,
-                    .what = "not permitted",
-                    .why = "this user may not write to the socket " + socket_path,
-                    .advice = "use sudo, or join the group of the socket"};
+            return not_permitted(socket_path);
         case failure_kind::timeout:
             return {.exit_status = exit_no_answer,
                     .what = "no answer",

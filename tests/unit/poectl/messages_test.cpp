@@ -1,5 +1,8 @@
 #include "poectl/messages.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +19,7 @@ namespace {
 using namespace poectl;
 using poe_client::failure_kind;
 using testing::HasSubstr;
+using testing::Not;
 
 problem problem_with(failure_kind kind, int why = 0) {
     return problem_of({kind, why}, "/the/socket", std::chrono::milliseconds(250));
@@ -51,6 +55,29 @@ TEST(message, tells_a_missing_socket_from_nobody_behind_it_and_from_a_refused_pe
     EXPECT_THAT(message(failure_kind::no_daemon, ECONNREFUSED), HasSubstr("nobody is behind the socket /the/socket"));
     EXPECT_THAT(message(failure_kind::no_daemon, ENAMETOOLONG), HasSubstr("File name too long"));
     EXPECT_THAT(message(failure_kind::not_permitted, EACCES), HasSubstr("this user may not write to the socket"));
+}
+
+TEST(message, tells_a_folder_that_may_not_be_entered_from_a_socket_that_may_not_be_written) {
+    const temporary_folder folder;
+    const std::string closed = folder.path + "/closed", socket_path = closed + "/socket";
+    std::filesystem::create_directory(closed);
+    std::ofstream(socket_path) << "x";
+    const bool is_root = geteuid() == 0;
+    ASSERT_EQ(chmod(folder.path.c_str(), 0755), 0);
+    ASSERT_EQ(chmod(closed.c_str(), 0), 0);
+    if (is_root) {
+        ASSERT_EQ(seteuid(65534), 0);
+    }
+    const auto hidden = problem_of({failure_kind::not_permitted, EACCES}, socket_path, std::chrono::milliseconds(250));
+    if (is_root) {
+        ASSERT_EQ(seteuid(0), 0);
+    }
+    ASSERT_EQ(chmod(closed.c_str(), 0700), 0);
+    const auto seen = problem_of({failure_kind::not_permitted, EACCES}, socket_path, std::chrono::milliseconds(250));
+    EXPECT_EQ(hidden.why, "this user may not enter the folder of the socket " + socket_path);
+    EXPECT_EQ(hidden.exit_status, exit_not_permitted);
+    EXPECT_THAT(hidden.advice, Not(HasSubstr("join")));
+    EXPECT_EQ(seen.why, "this user may not write to the socket " + socket_path);
 }
 
 TEST(message, tells_a_socket_that_nobody_is_behind_from_what_is_no_socket) {
