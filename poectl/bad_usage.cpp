@@ -111,11 +111,27 @@ std::string exclusion_words(const CLI::App& app, const std::string& told) {
            " do not go together";
 }
 
-// A command that is not spelt right is taken for a value where one may stand.
+// The parser says "A: 1 required W missing" and "A: At Most 1 required but received 2".
+std::string count_words(const std::string& told) {
+    constexpr std::string_view none = ": 1 required ", missing = " missing", many = ": At Most 1 required";
+    const std::size_t begin = told.find(none), end = told.rfind(missing);
+    if (begin != std::string::npos && end != std::string::npos && end > begin + none.size()) {
+        const std::size_t value = begin + none.size();
+        return told.substr(0, begin) + ": " + told.substr(value, end - value) + " is missing";
+    }
+    const std::size_t at = told.find(many);
+    return at == std::string::npos ? told : told.substr(0, at) + " is there more than once";
+}
+
+// A command is taken for a value where one may stand: when it is not spelt right, or when what must stand before it is
+// left out.
 std::string with_the_command_meant(const CLI::App& app, const std::string& told) {
+    const auto commands = commands_below(app);
     for (const auto* option : app.get_options([](const CLI::Option* one) { return one->get_positional(); })) {
         for (const auto& word : option->results()) {
-            if (told.find("'" + word + "'") != std::string::npos) return told + meant(word, commands_below(app));
+            if (told.find("'" + word + "'") == std::string::npos) continue;
+            const bool is_command = std::ranges::find(commands, word) != commands.end();
+            return told + (is_command ? "; it stands before '" + word + "'" : meant(word, commands));
         }
     }
     return told;
@@ -174,6 +190,7 @@ problem bad_usage(const command_line& line, const CLI::ParseError& error) {
     const bool is_the_top = app.get_parent() == nullptr;
     const bool is_about_words = is<CLI::RequiredError>(error) || is<CLI::ExtrasError>(error);
     if (is<CLI::ExcludesError>(error)) return usage(exclusion_words(app, error.what()), app);
+    if (is<CLI::ArgumentMismatch>(error)) return usage(count_words(error.what()), app);
     if (!is_about_words) return usage(with_the_command_meant(app, error.what()), app);
     if (left_over.empty()) {
         return usage(is_the_top ? "give one of these commands: " + command_names(line.app) : error.what(), app);

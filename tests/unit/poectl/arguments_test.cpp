@@ -359,6 +359,11 @@ TEST(bad_usage, names_the_wrong_word_the_nearest_one_and_the_help_of_the_command
         {"watch --once --count 2", "--once and --count do not go together\nTry: poectl watch --help."},
         {"completion bsh", "SHELL: "},
         {"port", "PORT is required\nTry: poectl port --help."},
+        {"port set --enable on",
+         "PORT: 'set' is not a port from 1 to 4 (or its interface, lan1 to lan4); it stands before 'set'\n"},
+        {"port 2 set --limit", "--limit: W is missing\nTry: poectl help port set."},
+        {"status --socket", "--socket: PATH is missing\nTry: poectl status --help."},
+        {"port 2 set --enable on --enable off", "--enable is there more than once\nTry: poectl help port set."},
     };
     for (const auto& [line, wanted] : complaints)
         EXPECT_THAT(parse(line).complaint, StartsWith(wanted)) << line;
