@@ -165,8 +165,7 @@ void add_help(command_line& line) {
     auto* which = help->add_option_function<choices>(
         "COMMAND", [&line](const choices& words) { line.help_with = words; }, "a command, such as status or port set");
     which->type_name("")->expected(-1);
-    for (const auto* one : line.app.get_subcommands([](const CLI::App*) { return true; }))
-        line.values[which].push_back(one->get_name());
+    line.help_command = help;
 }
 
 std::string help_of(const CLI::App& app) {

@@ -32,7 +32,8 @@ struct command_line {
     std::map<const CLI::Option*, choices> values;  // what an option or a positional can be, where that is a short list
     std::uint32_t timeout_ms = static_cast<std::uint32_t>(poe_client::default_timeout.count());
     bool json = false;
-    std::optional<choices> help_with;  // the way to a command whose help is asked for
+    std::optional<choices> help_with;        // the way to a command whose help is asked for
+    const CLI::App* help_command = nullptr;  // the one that is followed by such a way
 
     explicit command_line(command& into);
 

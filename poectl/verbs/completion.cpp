@@ -82,7 +82,8 @@ bool is_hidden(const CLI::App* app) {
 // Walks the words that are complete down the tree, and then knows what may come.
 class walk {
   public:
-    walk(const command_line& line, const std::vector<std::string>& words) : line_(line), here_(&line.app) {
+    walk(const command_line& line, const std::vector<std::string>& words)
+        : line_(line), here_(&line.app), helped_(&line.app) {
         for (std::size_t i = 0; i + 1 < words.size(); i++)
             step(words[i]);
         if (words.empty()) return;
@@ -107,7 +108,9 @@ class walk {
         } else if (word.starts_with('-') && word.size() > 1) {
             const auto* option = option_named(word);
             if (option != nullptr && option->get_items_expected_max() > 0) awaiting_ = option;
-        } else if (const auto* inner = command_named(word)) {
+        } else if (here_ == line_.help_command) {
+            if (helped_ != nullptr) helped_ = command_named(*helped_, word);
+        } else if (const auto* inner = command_named(*here_, word)) {
             here_ = inner;
             positionals_ = 0;
         } else {
@@ -115,8 +118,8 @@ class walk {
         }
     }
 
-    const CLI::App* command_named(const std::string& word) const {
-        for (const auto* one : here_->get_subcommands([](const CLI::App*) { return true; })) {
+    static const CLI::App* command_named(const CLI::App& above, const std::string& word) {
+        for (const auto* one : above.get_subcommands([](const CLI::App*) { return true; })) {
             if (one->get_name() == word) return one;
         }
         return nullptr;
@@ -167,18 +170,27 @@ class walk {
             }
             return;
         }
+        if (here_ == line_.help_command) {
+            if (helped_ != nullptr) offer_commands(*helped_, begun);
+            return;
+        }
         if (positionals_ < positionals.size()) {
             offer_values(*positionals[positionals_], "", begun);
         } else if (!positionals.empty() && positionals.back()->get_items_expected_max() > 1) {
             offer_values(*positionals.back(), "", begun);
         }
         if (one_is_due) return;
-        for (const auto* one : here_->get_subcommands([](const CLI::App* app) { return !is_hidden(app); }))
+        offer_commands(*here_, begun);
+    }
+
+    void offer_commands(const CLI::App& above, const std::string& begun) {
+        for (const auto* one : above.get_subcommands([](const CLI::App* app) { return !is_hidden(app); }))
             offer(one->get_name(), one->get_description(), begun);
     }
 
     const command_line& line_;
     const CLI::App* here_;
+    const CLI::App* helped_;  // the command that the words behind help lead to; none when there is no such
     const CLI::Option* awaiting_ = nullptr;  // an option whose value comes next
     std::size_t positionals_ = 0;            // seen of the command that we are in
     std::vector<suggestion> found_;

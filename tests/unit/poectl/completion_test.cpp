@@ -41,6 +41,15 @@ TEST(suggestions, go_on_with_what_must_stand_next) {
     EXPECT_THAT(after({"status", ""}), IsEmpty());
 }
 
+TEST(suggestions, behind_help_are_the_commands_on_the_way) {
+    EXPECT_EQ(after({"help", ""}), after({""}));
+    EXPECT_THAT(after({"help", "port", ""}), ElementsAre("show", "set"));
+    EXPECT_THAT(after({"help", "port", "se"}), ElementsAre("set"));
+    EXPECT_THAT(after({"help", "port", "set", ""}), IsEmpty());
+    EXPECT_THAT(after({"help", "bogus", ""}), IsEmpty());
+    EXPECT_THAT(after({"help", "bogus", "port", ""}), IsEmpty());
+}
+
 TEST(suggestions, are_the_values_of_an_option) {
     EXPECT_THAT(after({"--format", ""}), ElementsAre("table", "json", "jsonl", "csv", "kv"));
     EXPECT_THAT(after({"port", "2", "set", "--priority", ""}), ElementsAre("critical", "high", "low"));
