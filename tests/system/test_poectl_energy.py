@@ -98,7 +98,7 @@ def test_a_new_daemon_keeps_nothing_and_knows_no_average(world):
     assert energy(world) == {"kept_in_flash": False, "totals": nothing,
                              "ports": [{"port": port, "interface": f"lan{port}", **nothing} for port in (1, 2, 3, 4)]}
     lines = world.poectl("energy").stdout.splitlines()
-    assert lines[0] == "Energy totals are not kept in flash." and lines[-1] == "'poectl energy PORT' shows what there is."
+    assert lines[0] == "Energy totals are not kept in flash." and lines[-2] == "'poectl energy PORT' shows what there is."
     assert [line.split() for line in lines[3:8]] == [
         [*who.split(), "0:00:00", "0.0", "unknown", "unknown", "unknown"]
         for who in ("1 lan1", "2 lan2", "3 lan3", "4 lan4", "all")]
