@@ -169,6 +169,7 @@ std::vector<screen_line> help_lines() {
             {"  ?                  this help, and back"},
             {"  q                  quit"},
             {""},
+            {"In the plot ? is a time of which nothing is known, _ power too low to draw."},
             {"A bar is power against the port's limit, or against the budget, where | marks "
              "the usage alarm. LEDs are told from the statuses, as poe_drv drives the panel."}};
 }

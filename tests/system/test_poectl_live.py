@@ -488,8 +488,8 @@ def test_top_says_everything_on_a_terminal_of_any_width(powered, columns):
         assert any(line.startswith("> 1 ") and line.rstrip("]. ").endswith("0.0/90.0" if columns < 66 else "0.0/90.0 [")
                    for line in lines), lines
         terminal.press("?")
-        words = terminal.wait_for("the help", lambda lines: any("Keys" in line for line in lines) and " ".join(lines).split())
-        assert " ".join(words).endswith("LEDs are told from the statuses, as poe_drv drives the panel.")
+        last = "LEDs are told from the statuses, as poe_drv drives the panel."
+        terminal.wait_for("the whole help, and no more", lambda lines: " ".join(" ".join(lines).split()).endswith(last))
         terminal.press("q")
         assert terminal.wait_for_end() == 0
 

@@ -134,6 +134,7 @@ TEST(the_help, has_every_key) {
     EXPECT_THAT(text, HasSubstr("up, down, 1 to 4"));
     EXPECT_THAT(text, HasSubstr("quit"));
     EXPECT_THAT(text, HasSubstr("| marks\nthe usage alarm. LEDs"));
+    EXPECT_THAT(text, HasSubstr("In the plot ? is a time of which nothing is known, _ power too low to draw.\n"));
     EXPECT_THAT(text, Not(HasSubstr("lan1")));
 }
 
