@@ -45,9 +45,10 @@ class Plan:
         self.planned += len(cells)
         before = self.run_to_their_end, self.faults
         with concurrent.futures.ThreadPoolExecutor(max_workers=os.cpu_count()) as workers:
-            for cell, faults in zip(cells, workers.map(lambda cell: self._run(kind, cell), cells)):
-                self.run_to_their_end += 1
-                self.faults += faults
+            for faults in workers.map(lambda cell: self._run(kind, cell), cells):
+                if faults is not None:
+                    self.run_to_their_end += 1
+                    self.faults += faults
         for close in self.afterwards:
             close()
         self.afterwards.clear()
@@ -60,7 +61,7 @@ class Plan:
             return cell.run()
         except Exception:  # pylint: disable=broad-exception-caught
             self._fail(kind, cell.name)
-            return 0
+            return None
 
     def _fail(self, kind, name):
         self.failures += 1
