@@ -8,6 +8,7 @@ from supervised import (KEEP_LIMIT, apply, combined, enable, inline_mode, let_it
 
 FAST = 1000
 TICKS_A_SECOND = 5
+ATTEMPTS = 10
 
 
 @pytest.fixture
@@ -102,6 +103,16 @@ def test_what_the_controller_refuses_is_said_and_the_rest_is_sent(powered):
     assert apply(powered, set_port(1, limit=500, priority=1)) == [
         port_setting(0x14, (1, 125)), port_setting(0x15, (1, 3))]
     assert "[_rtl_port_set() , 1517]: Port 1 setup failed!!!" in powered.stderr_lines()
+
+
+def test_what_is_lost_on_the_line_is_not_sent_again_until_a_power_cycle(switch):
+    switch.vswitch("plug", 1, "--class", 4, "--load", 10)
+    switch.vswitch("fault", "no-answer", "--key", "01", "--times", ATTEMPTS)
+    assert len(apply(switch, set_port(0, enable=1, seconds=5))) == ATTEMPTS - 1 + len(whole_port(0, 1, 225, 0, 2))
+    assert port_parameters(switch, 0)[0] == 1 and not switch.show()["ports"][0]["power_on"]
+    assert apply(switch, set_port(0, enable=1)) == []
+    tell(switch, power_cycle(0))
+    switch.wait_for("power", lambda: switch.show()["ports"][0]["power_on"])
 
 
 # --- all ports --------------------------------------------------------------------------------------------------------

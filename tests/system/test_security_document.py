@@ -46,6 +46,10 @@ def test_there_are_threats():
     assert len(threats()) > 20
 
 
+def test_the_tests_of_the_known_limits_are_there():
+    assert not list(missing(" ".join(re.findall(r"`test_\w+\.py[^`]*`", DOCUMENT))))
+
+
 @pytest.mark.parametrize("row", threats(), ids=lambda row: row[0][:40])
 def test_a_threat_has_an_answer_and_tests_that_are_there(row):
     threat, answer, shown_by = row
