@@ -1,8 +1,12 @@
 // The C interface on the C++ one. No exception leaves here: what little there is, running out of memory, is an error.
 #include "poe_client/poe_client.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <memory>
+#include <string_view>
+#include <utility>
 
 #include "poe_client/c_values.h"
 #include "poe_client/requests.h"
@@ -26,24 +30,19 @@ class pending_answer {
     virtual std::optional<failure> take(void* answer, int& error) = 0;
 };
 
+constexpr std::array<std::pair<failure_kind, int>, 7> c_errors{{
+    {failure_kind::none, POE_CLIENT_OK},
+    {failure_kind::no_daemon, POE_CLIENT_NO_DAEMON},
+    {failure_kind::not_permitted, POE_CLIENT_NOT_PERMITTED},
+    {failure_kind::timeout, POE_CLIENT_TIMEOUT},
+    {failure_kind::refused, POE_CLIENT_REFUSED},
+    {failure_kind::malformed, POE_CLIENT_MALFORMED},
+    {failure_kind::own_socket, POE_CLIENT_OWN_SOCKET},
+}};
+
 int c_error(failure_kind kind) {
-    switch (kind) {
-        case failure_kind::none:
-            return POE_CLIENT_OK;
-        case failure_kind::no_daemon:
-            return POE_CLIENT_NO_DAEMON;
-        case failure_kind::not_permitted:
-            return POE_CLIENT_NOT_PERMITTED;
-        case failure_kind::timeout:
-            return POE_CLIENT_TIMEOUT;
-        case failure_kind::refused:
-            return POE_CLIENT_REFUSED;
-        case failure_kind::malformed:
-            return POE_CLIENT_MALFORMED;
-        case failure_kind::own_socket:
-            return POE_CLIENT_OWN_SOCKET;
-    }
-    return POE_CLIENT_INTERNAL;
+    const auto* row = std::ranges::find(c_errors, kind, &std::pair<failure_kind, int>::first);
+    return row != c_errors.end() ? row->second : POE_CLIENT_INTERNAL;
 }
 
 }  // namespace
@@ -172,35 +171,25 @@ int with_each(const int* given, const function& go_on) noexcept {
 }
 
 struct error_row {
-    const char* name;
-    const char* text;
+    std::string_view name;
+    std::string_view text;
 };
 
+// Each view is a whole literal: its data ends with a zero, as C wants it.
 error_row row_of(int error) {
     switch (error) {
         case POE_CLIENT_PENDING:
             return {"pending", "The answer is still to come."};
-        case POE_CLIENT_OK:
-            return {"ok", "Done."};
-        case POE_CLIENT_NO_DAEMON:
-            return {"no-daemon", "Nobody answers at the daemon's socket: is poe_drv running, and is the path right?"};
-        case POE_CLIENT_NOT_PERMITTED:
-            return {"not-permitted", "This user may not talk to poe_drv: be root, or join the group of its socket."};
-        case POE_CLIENT_TIMEOUT:
-            return {"timeout", "poe_drv did not answer in time: it may hang, or the timeout is too short."};
-        case POE_CLIENT_REFUSED:
-            return {"refused", "poe_drv does not take this port or value: nothing was changed."};
-        case POE_CLIENT_MALFORMED:
-            return {"malformed", "The answer makes no sense: are the library and poe_drv of the same release?"};
-        case POE_CLIENT_OWN_SOCKET:
-            return {"own-socket", "This process could not make a socket to be answered on: errno says why."};
         case POE_CLIENT_USAGE:
             return {"usage", "The library was called in a way that it does not take: nothing was sent."};
         case POE_CLIENT_INTERNAL:
             return {"internal", "Out of memory."};
         default:
-            return {"unknown", "This is no error of this library."};
+            break;
     }
+    const auto* row = std::ranges::find(c_errors, error, &std::pair<failure_kind, int>::second);
+    if (row == c_errors.end()) return {"unknown", "This is no error of this library."};
+    return {failure_name(row->first), failure_text(row->first)};
 }
 
 }  // namespace
@@ -210,11 +199,11 @@ uint32_t poe_client_version(void) {
 }
 
 const char* poe_client_error_name(int error) {
-    return row_of(error).name;
+    return row_of(error).name.data();
 }
 
 const char* poe_client_error_text(int error) {
-    return row_of(error).text;
+    return row_of(error).text.data();
 }
 
 int poe_client_open(const char* socket_path, poe_client_connection** connection) {

@@ -1,6 +1,10 @@
 // How a request ended. Nothing in this library throws of its own accord: a failure is a value.
 #pragma once
 
+#include <string_view>
+
+#include "poe_client/api.h"
+
 namespace poe_client {
 
 enum class failure_kind {
@@ -13,6 +17,10 @@ enum class failure_kind {
     own_socket,     // this process could not make a socket of its own to be answered on; EBUSY: another request of the
                     // connection is pending
 };
+
+// A short name such as "timeout", and a sentence for a person: literals, which end with a zero. Pure; any thread.
+POE_CLIENT_API std::string_view failure_name(failure_kind kind);
+POE_CLIENT_API std::string_view failure_text(failure_kind kind);
 
 struct failure {
     failure_kind kind = failure_kind::none;

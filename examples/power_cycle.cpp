@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <optional>
 
 using namespace poe_client;
@@ -16,8 +17,8 @@ namespace {
 constexpr int look_again_ms = 200;
 
 int complain(const char* what, const failure& why) {
-    std::fprintf(stderr, "power_cycle: %s failed, error %d (errno %d)\n", what, static_cast<int>(why.kind),
-                 why.system_error);
+    std::fprintf(stderr, "power_cycle: %s failed: %s\n", what, failure_text(why.kind).data());
+    if (why.system_error != 0) std::fprintf(stderr, "power_cycle: %s\n", std::strerror(why.system_error));
     return EXIT_FAILURE;
 }
 
