@@ -118,6 +118,23 @@ TEST(port_bitmap, two_threads_change_neighbouring_bits_without_losing_a_change_w
     EXPECT_EQ(bitmap, 3);
 }
 
+// A change each, so that the thread sanitizer, which forgets what lies far back, sees one that is no single operation.
+TEST(port_bitmap, two_threads_without_a_lock_each_set_and_clear_a_bit) {
+    unsigned char bitmap = 0b1100;
+    std::latch both_started{2};
+    const auto change = [&](int set, int cleared) {
+        both_started.arrive_and_wait();
+        utilBitmapSet(&bitmap, set);
+        utilBitmapClear(&bitmap, cleared);
+    };
+    std::thread first(change, 0, 2);
+    std::thread second(change, 1, 3);
+    first.join();
+    second.join();
+
+    EXPECT_EQ(bitmap, 0b0011);
+}
+
 TEST(port_bitmap, setting_all_and_clearing_all_may_run_beside_a_reader) {
     std::array<unsigned char, 4> bitmap{};
     std::atomic<bool> done{false};
