@@ -73,8 +73,9 @@ std::string system_status(view block) {
     return is_zero(block.subspan(17, 3)) ? "" : "something in the unused bytes";
 }
 
+// 11 is nothing's code, and 14 and 15 are said by traps only. The controller knows no state that is passed on as it is.
 bool is_status_code(std::uint32_t code) {
-    return code <= 0xFF;
+    return code <= 13 && code != 11;
 }
 
 std::string pair_set(view block) {
