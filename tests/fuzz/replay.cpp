@@ -1,5 +1,5 @@
 // Gives every file of the folders and files that are named to a target, in the order of their names: the same inputs
-// under any compiler, without a fuzzer. Ends with the number of inputs; none at all is a failure.
+// under any compiler, without a fuzzer. Ends with the number of inputs of each; none in one of them is a failure.
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -22,24 +22,34 @@ void replay(const std::filesystem::path& path) {
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
 }
 
+std::vector<std::filesystem::path> inputs_of(const char* named) {
+    std::vector<std::filesystem::path> inputs;
+    if (std::filesystem::is_regular_file(named)) inputs.emplace_back(named);
+    if (!std::filesystem::is_directory(named)) return inputs;
+    for (const auto& entry : std::filesystem::directory_iterator(named)) {
+        if (entry.is_regular_file()) inputs.push_back(entry.path());
+    }
+    std::sort(inputs.begin(), inputs.end());
+    return inputs;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::vector<std::filesystem::path> inputs;
-    for (const char* named : std::span(argv, static_cast<std::size_t>(argc)).subspan(1)) {
-        if (std::filesystem::is_regular_file(named)) inputs.emplace_back(named);
-        if (!std::filesystem::is_directory(named)) continue;
-        for (const auto& entry : std::filesystem::directory_iterator(named)) {
-            if (entry.is_regular_file()) inputs.push_back(entry.path());
+    const auto all_named = std::span(argv, static_cast<std::size_t>(argc)).subspan(1);
+    std::vector<std::size_t> counts;
+    for (const char* named : all_named) {
+        const auto inputs = inputs_of(named);
+        for (const auto& path : inputs) {
+            // Said before, so that the last line names the input that failed.
+            std::printf("%s\n", path.c_str());
+            std::fflush(stdout);
+            replay(path);
         }
+        counts.push_back(inputs.size());
     }
-    std::sort(inputs.begin(), inputs.end());
-    for (const auto& path : inputs) {
-        // Said before, so that the last line names the input that failed.
-        std::printf("%s\n", path.c_str());
-        std::fflush(stdout);
-        replay(path);
-    }
-    std::printf("%zu inputs\n", inputs.size());
-    return inputs.empty() ? EXIT_FAILURE : EXIT_SUCCESS;
+    for (std::size_t i = 0; i < counts.size(); i++)
+        std::printf("%zu inputs of %s\n", counts[i], all_named[i]);
+    const bool has_none = std::find(counts.begin(), counts.end(), 0U) != counts.end();
+    return counts.empty() || has_none ? EXIT_FAILURE : EXIT_SUCCESS;
 }

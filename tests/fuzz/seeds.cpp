@@ -1,5 +1,8 @@
 // Writes the fuzzers' first inputs, a folder a target: the known messages of the wire, conversations of the daemon with
-// a controller at work, and files and verbs as people and processes write them.
+// a controller at work, and files and verbs as people and processes write them. Unpacks the committed corpus beside
+// them.
+//
+//     fuzz_seeds SEEDS_FOLDER CORPUS_FOLDER CORPUS_TEXT...
 #include <array>
 #include <filesystem>
 #include <fstream>
@@ -13,6 +16,7 @@
 #include "daemon_bench.h"
 #include "models/controller.h"
 #include "steps.h"
+#include "unpack_corpus.h"
 #include "vectors/vectors.h"
 
 namespace fuzz {
@@ -216,10 +220,12 @@ void write_texts() {
 }  // namespace fuzz
 
 int main(int argc, char** argv) {
-    fuzz::must(argc == 2, "one folder is named");
+    fuzz::must(argc >= 3, "two folders are named");
     fuzz::folder = argv[1];
     fuzz::write_client_datagrams();
     fuzz::write_controller_answers();
     fuzz::write_replies();
     fuzz::write_texts();
+    for (const char* text : std::span(argv, static_cast<std::size_t>(argc)).subspan(3))
+        fuzz::unpack_corpus(text, argv[2]);
 }
