@@ -19,7 +19,8 @@ for ignored in (signal.SIGINT, signal.SIGHUP):
 
 # What is about the command, the library, the documents and the way to install them. Here the daemon only lends its answers.
 AROUND_THE_DAEMON = ("test_board_*", "test_client_library*", "test_coverage_*", "test_demo_*", "test_first_session*",
-                     "test_manual*", "test_operators_guide*", "test_poectl*", "test_porting*", "test_security_document*")
+                     "test_fuzz_*", "test_manual*", "test_operators_guide*", "test_poectl*", "test_porting*",
+                     "test_security_document*")
 
 
 def pytest_addoption(parser):
