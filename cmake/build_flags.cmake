@@ -92,3 +92,10 @@ endif()
 if(NOT POE_COVERAGE)
     target_link_options(poe_self_contained INTERFACE LINKER:--gc-sections)
 endif()
+
+# Around the daemon, nearly all of the time goes into what every file makes of the JSON library, the test framework and others
+# again. Some files at once take a third of it, and few enough of them keep every processor busy.
+option(POE_IN_BATCHES "Compile what is around the daemon some files at a time, for a build in which nobody edits it" OFF)
+function(poe_compiled_in_batches target)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ${POE_IN_BATCHES} UNITY_BUILD_BATCH_SIZE 8)
+endfunction()

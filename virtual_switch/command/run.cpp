@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "command/exit_status.h"
+#include "command/give_up.h"
 #include "command/ready.h"
 #include "command/registry.h"
 #include "server/server.h"
@@ -24,11 +25,6 @@ namespace {
 using std::filesystem::path;
 
 constexpr mode_t log_mode = 0644;
-
-int give_up(const std::string& why, int status = exit_refused) {
-    std::fprintf(stderr, "vswitch: %s\n", why.c_str());
-    return status;
-}
 
 // A folder that goes with its owner, unless it was given by the user.
 struct world_root {

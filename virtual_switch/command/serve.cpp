@@ -1,7 +1,6 @@
 #include "command/serve.h"
 
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 
@@ -10,6 +9,7 @@
 #include <unistd.h>
 
 #include "command/exit_status.h"
+#include "command/give_up.h"
 #include "command/ready.h"
 #include "command/registry.h"
 #include "kernel_devices/device_server.h"
@@ -19,11 +19,6 @@ namespace vswitch {
 namespace {
 
 using std::filesystem::path;
-
-int give_up(const std::string& why, int status = exit_refused) {
-    std::fprintf(stderr, "vswitch: %s\n", why.c_str());
-    return status;
-}
 
 path control_of(const serve_options& options, const path& registry) {
     const char* variable = std::getenv("VSWITCH_CONTROL");

@@ -12,11 +12,11 @@
 
 #include "server/replies.h"
 #include "server/server.h"
+#include "server/signal_status.h"
 
 namespace vswitch {
 namespace {
 
-constexpr int signal_base = 128;
 constexpr unsigned device_files = 2;
 constexpr std::array verbs_about_the_daemon{"daemon", "start", "stop", "restart", "wait", "world", enter_verb};
 
@@ -108,7 +108,7 @@ void device_server::end(int exit_status) {
 void device_server::handle_signal() {
     signalfd_siginfo one{};
     while (read(signals_.get(), &one, sizeof one) == sizeof one) {
-        if (one.ssi_signo != SIGCHLD) return end(signal_base + static_cast<int>(one.ssi_signo));
+        if (one.ssi_signo != SIGCHLD) return end(status_after_signal(static_cast<int>(one.ssi_signo)));
     }
 }
 

@@ -29,7 +29,7 @@ struct command {
 constexpr int any_selector = -1;
 
 // clang-format off
-constexpr field pairs[]{{"port", 2, form::port_pairs}};  // (port, value) pairs there, (port, result) pairs back
+constexpr field by_port[]{{"port", 2, form::port_pairs}};  // (port, value) pairs there, (port, result) pairs back
 constexpr field port_only[]{{"port", 2, form::port}};
 constexpr field value_only[]{{"value", 2, form::byte}};
 constexpr field result_only[]{{"result", 2, form::byte}};
@@ -79,22 +79,22 @@ constexpr field version_fields[]{{"a", 2, form::byte}, {"b", 3, form::byte}, {"c
 using none = std::span<const field>;
 constexpr std::array commands{
     command{command_key::all_ports_power, any_selector, "set all ports' power", value_only, result_only},
-    command{command_key::port_power, any_selector, "set port power", pairs, pairs},
+    command{command_key::port_power, any_selector, "set port power", by_port, by_port},
     command{command_key::global_reset, any_selector, "global reset", value_only, result_only},
     command{command_key::power_bank, any_selector, "set power bank", bank_asks, bank_answers},
     command{command_key::mapping_enable, any_selector, "enable port mapping", enable_asks, enable_answers},
     command{command_key::pair_mapping, any_selector, "set port pair mapping", mapping_asks, mapping_answers},
-    command{command_key::disconnect_mode, any_selector, "set port disconnect mode", pairs, pairs},
-    command{command_key::power_up_mode, any_selector, "set port power-up mode", pairs, pairs},
+    command{command_key::disconnect_mode, any_selector, "set port disconnect mode", by_port, by_port},
+    command{command_key::power_up_mode, any_selector, "set port power-up mode", by_port, by_port},
     command{command_key::thresholds, any_selector, "set voltage thresholds", threshold_asks, result_only},
-    command{command_key::detection_mode, any_selector, "set port detection mode", pairs, pairs},
+    command{command_key::detection_mode, any_selector, "set port detection mode", by_port, by_port},
     command{command_key::power_method, any_selector, "set power management method", value_only, result_only},
     command{command_key::system_mask, any_selector, "set system mask", value_only, result_only},
-    command{command_key::limit_mode, any_selector, "set port limit mode", pairs, pairs},
-    command{command_key::port_limit, any_selector, "set port power limit", pairs, pairs},
-    command{command_key::port_priority, any_selector, "set port priority", pairs, pairs},
+    command{command_key::limit_mode, any_selector, "set port limit mode", by_port, by_port},
+    command{command_key::port_limit, any_selector, "set port power limit", by_port, by_port},
+    command{command_key::port_priority, any_selector, "set port priority", by_port, by_port},
     command{command_key::event_code, any_selector, "set event code", value_only, result_only},
-    command{command_key::inline_option, any_selector, "set port inline option", pairs, pairs},
+    command{command_key::inline_option, any_selector, "set port inline option", by_port, by_port},
     command{command_key::global_status, any_selector, "get global status", none{}, status_answers},
     command{command_key::global_power_status, any_selector, "get global power status", none{}, power_answers},
     command{command_key::port_status, any_selector, "get port status", port_only, port_status_answers},

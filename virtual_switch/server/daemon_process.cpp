@@ -10,12 +10,13 @@
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
+#include "server/signal_status.h"
+
 namespace vswitch {
 namespace {
 
 constexpr std::chrono::milliseconds patience{3000};
 constexpr std::chrono::microseconds between_looks{200};
-constexpr int signal_base = 128;
 
 std::vector<char*> pointers_to(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
@@ -120,7 +121,7 @@ bool daemon_process::has_just_ended() {
 
 std::optional<int> daemon_process::exit_status() const {
     if (!wait_status_) return std::nullopt;
-    return WIFSIGNALED(*wait_status_) ? signal_base + WTERMSIG(*wait_status_) : WEXITSTATUS(*wait_status_);
+    return WIFSIGNALED(*wait_status_) ? status_after_signal(WTERMSIG(*wait_status_)) : WEXITSTATUS(*wait_status_);
 }
 
 std::optional<int> daemon_process::ending_signal() const {

@@ -9,11 +9,11 @@
 
 #include "server/json_text.h"
 #include "server/replies.h"
+#include "server/signal_status.h"
 
 namespace vswitch {
 namespace {
 
-constexpr int signal_base = 128;
 constexpr const char* ready_text = "the daemon is ready";
 constexpr const char* trap_pipe_name = "snmp_proc_pipe";
 
@@ -122,7 +122,7 @@ void server::end(int exit_status) {
 void server::handle_signals() {
     signalfd_siginfo one{};
     while (read(signals_.get(), &one, sizeof one) == sizeof one) {
-        if (one.ssi_signo != SIGCHLD) return end(signal_base + static_cast<int>(one.ssi_signo));
+        if (one.ssi_signo != SIGCHLD) return end(status_after_signal(static_cast<int>(one.ssi_signo)));
     }
     if (!daemon_.has_just_ended()) return;
     readiness_.stop_asking();
