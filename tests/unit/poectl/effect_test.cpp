@@ -10,7 +10,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr std::uint8_t port_2 = 1;
+constexpr std::uint8_t second_port = 1;
 
 change_records healthy_records() {
     change_records records;
@@ -64,13 +64,13 @@ TEST(enabling_a_port, is_seen_when_its_record_and_its_status_show_it) {
     auto now = before;
     poe_client::port_settings_change change;
     change.enable = 1;
-    EXPECT_FALSE(all_seen(sight_of_port_change(port_2, change, before, now).aims));
-    now.all.ports[port_2].settings.enable = 1;
-    auto seen = sight_of_port_change(port_2, change, before, now);
+    EXPECT_FALSE(all_seen(sight_of_port_change(second_port, change, before, now).aims));
+    now.all.ports[second_port].settings.enable = 1;
+    auto seen = sight_of_port_change(second_port, change, before, now);
     EXPECT_FALSE(all_seen(seen.aims));
     EXPECT_EQ(unseen_words(seen.aims), "port 2 (lan2): status is disabled (0), wanted: searching or delivering");
-    now.all.ports[port_2].status.status = 2;
-    seen = sight_of_port_change(port_2, change, before, now);
+    now.all.ports[second_port].status.status = 2;
+    seen = sight_of_port_change(second_port, change, before, now);
     EXPECT_TRUE(all_seen(seen.aims));
     EXPECT_THAT(settings_of(seen), ElementsAre("enabled", "status"));
     EXPECT_EQ(seen.aims[1].was.words, "disabled (0)");
@@ -83,10 +83,10 @@ TEST(enabling_a_port, says_while_it_is_on_and_delivers_nothing) {
     poe_client::port_settings_change change;
     change.enable = 1;
     auto now = before;
-    now.all.ports[port_2].settings.enable = 1;
+    now.all.ports[second_port].settings.enable = 1;
     const auto notes = [&](std::uint32_t status) {
-        now.all.ports[port_2].status.status = status;
-        return sight_of_port_change(port_2, change, before, now).notes;
+        now.all.ports[second_port].status.status = status;
+        return sight_of_port_change(second_port, change, before, now).notes;
     };
     EXPECT_THAT(notes(0), IsEmpty()) << "it is not on yet";
     EXPECT_THAT(notes(1), IsEmpty());
@@ -101,10 +101,10 @@ TEST(disabling_a_port, that_is_being_power_cycled_says_that_it_will_be_on_again)
     auto before = healthy_records();
     poe_client::port_settings_change change;
     change.enable = 0;
-    EXPECT_THAT(sight_of_port_change(port_2, change, before, before).notes, IsEmpty());
-    before.all.ports[port_2].cycle_pending = true;
-    before.all.ports[port_2].on_again_s = 7;
-    EXPECT_THAT(sight_of_port_change(port_2, change, before, before).notes,
+    EXPECT_THAT(sight_of_port_change(second_port, change, before, before).notes, IsEmpty());
+    before.all.ports[second_port].cycle_pending = true;
+    before.all.ports[second_port].on_again_s = 7;
+    EXPECT_THAT(sight_of_port_change(second_port, change, before, before).notes,
                 ElementsAre("port 2 (lan2) is being power-cycled, which enables it in 7 s, whatever is set before."));
 }
 
@@ -113,15 +113,15 @@ TEST(enabling_a_port, that_may_not_have_power_is_seen_while_it_is_off_and_says_w
     poe_client::port_settings_change change;
     change.enable = 1;
     auto now = before;
-    now.all.ports[port_2].settings.enable = 1;
+    now.all.ports[second_port].settings.enable = 1;
     now.all.system.settings.enable = 0;
-    auto seen = sight_of_port_change(port_2, change, before, now);
+    auto seen = sight_of_port_change(second_port, change, before, now);
     EXPECT_TRUE(all_seen(seen.aims));
     EXPECT_THAT(seen.notes, ElementsAre("port 2 (lan2) stays off: PoE as a whole is disabled."));
     now.all.system.settings.enable = 1;
-    now.all.ports[port_2].settings.schedule_enable = 1;
-    now.all.ports[port_2].status.schedule_on = 0;
-    seen = sight_of_port_change(port_2, change, before, now);
+    now.all.ports[second_port].settings.schedule_enable = 1;
+    now.all.ports[second_port].status.schedule_on = 0;
+    seen = sight_of_port_change(second_port, change, before, now);
     EXPECT_TRUE(all_seen(seen.aims));
     EXPECT_THAT(seen.notes, ElementsAre("port 2 (lan2) stays off: its schedule is in an off period."));
 }
@@ -130,7 +130,7 @@ TEST(every_setting_of_a_port, is_an_aim_of_its_own) {
     const auto before = healthy_records();
     const poe_client::port_settings_change change{
         .enable = 0, .priority = 1, .schedule_enable = 0, .mode = 3, .re_enable_s = 20, .power_limit_dw = 300};
-    const auto seen = sight_of_port_change(port_2, change, before, before);
+    const auto seen = sight_of_port_change(second_port, change, before, before);
     ASSERT_THAT(settings_of(seen),
                 ElementsAre("enabled", "limit_mw", "priority", "mode", "schedule_enabled", "re_enable_s", "status"));
     EXPECT_EQ(seen.aims[1].was.value, 90000);
@@ -150,17 +150,17 @@ TEST(a_failed_transaction, makes_doubtful_only_what_the_controller_had_to_get) {
     now.counters.rx_chksum_error = 1;
     poe_client::port_settings_change change;
     change.power_limit_dw = 300;
-    EXPECT_EQ(doubtful_transactions(sight_of_port_change(port_2, change, before, now).aims, before, now), 3U);
-    EXPECT_EQ(doubtful_transactions(sight_of_port_change(port_2, change, before, now).aims, before, before), 0U);
+    EXPECT_EQ(doubtful_transactions(sight_of_port_change(second_port, change, before, now).aims, before, now), 3U);
+    EXPECT_EQ(doubtful_transactions(sight_of_port_change(second_port, change, before, now).aims, before, before), 0U);
     change = {};
     change.power_limit_dw = 900;  // as it was: nothing goes to the controller
-    EXPECT_EQ(doubtful_transactions(sight_of_port_change(port_2, change, before, now).aims, before, now), 0U);
+    EXPECT_EQ(doubtful_transactions(sight_of_port_change(second_port, change, before, now).aims, before, now), 0U);
     change = {};
     change.re_enable_s = 20;
-    EXPECT_EQ(doubtful_transactions(sight_of_port_change(port_2, change, before, now).aims, before, now), 0U);
+    EXPECT_EQ(doubtful_transactions(sight_of_port_change(second_port, change, before, now).aims, before, now), 0U);
     change = {};
     change.enable = 1;  // the status is read back
-    EXPECT_EQ(doubtful_transactions(sight_of_port_change(port_2, change, before, now).aims, before, now), 0U);
+    EXPECT_EQ(doubtful_transactions(sight_of_port_change(second_port, change, before, now).aims, before, now), 0U);
     EXPECT_EQ(doubtful_transactions(sight_of_bank_change(200, before, now).aims, before, now), 3U);
 }
 
@@ -194,9 +194,9 @@ TEST(a_system_change, of_parameter_1_never_shows) {
 
 TEST(a_schedule_period, is_followed_by_the_status_of_a_port_that_obeys) {
     auto before = healthy_records();
-    before.all.ports[port_2].settings.enable = 1;
-    before.all.ports[port_2].settings.schedule_enable = 1;
-    before.all.ports[port_2].status.status = 1;
+    before.all.ports[second_port].settings.enable = 1;
+    before.all.ports[second_port].settings.schedule_enable = 1;
+    before.all.ports[second_port].status.status = 1;
     auto now = before;
     for (auto& port : now.all.ports)
         port.status.schedule_on = 0;
@@ -204,32 +204,32 @@ TEST(a_schedule_period, is_followed_by_the_status_of_a_port_that_obeys) {
     EXPECT_THAT(settings_of(seen), ElementsAre("schedule_on", "schedule_on", "status"));
     EXPECT_THAT(seen.notes, ElementsAre(HasSubstr("port 1 (lan1) does not obey its schedule")));
     EXPECT_FALSE(all_seen(seen.aims));
-    now.all.ports[port_2].status.status = 0;
+    now.all.ports[second_port].status.status = 0;
     EXPECT_TRUE(all_seen(sight_of_schedule_change(0b0011, false, before, now).aims));
 }
 
 TEST(a_power_cycle, is_seen_once_it_has_begun_and_ended_and_the_port_is_on_again) {
     auto before = healthy_records();
-    before.all.cycles.port[port_2] = {.pending = false, .tick = 7};
-    before.all.ports[port_2].settings.enable = 1;
-    before.all.ports[port_2].status.status = 2;
+    before.all.cycles.port[second_port] = {.pending = false, .tick = 7};
+    before.all.ports[second_port].settings.enable = 1;
+    before.all.ports[second_port].status.status = 2;
     auto now = before;
     const auto words = [&] { return sight_of_cycle(0b0010, before, now).aims.front().is.words; };
     const auto is_seen = [&] { return all_seen(sight_of_cycle(0b0010, before, now).aims); };
     EXPECT_EQ(words(), "not begun");
     EXPECT_FALSE(is_seen()) << "a port that is on has not been cycled yet";
-    now.all.cycles.port[port_2] = {.pending = true, .tick = 50};
-    now.all.ports[port_2].settings.enable = 0;
-    now.all.ports[port_2].status.status = 0;
-    now.all.ports[port_2].on_again_s = 9;
+    now.all.cycles.port[second_port] = {.pending = true, .tick = 50};
+    now.all.ports[second_port].settings.enable = 0;
+    now.all.ports[second_port].status.status = 0;
+    now.all.ports[second_port].on_again_s = 9;
     EXPECT_EQ(words(), "off, on again in 9 s");
     EXPECT_FALSE(is_seen());
-    now.all.cycles.port[port_2].pending = false;
-    now.all.ports[port_2].settings.enable = 1;
+    now.all.cycles.port[second_port].pending = false;
+    now.all.ports[second_port].settings.enable = 1;
     EXPECT_EQ(words(), "on again");
     EXPECT_FALSE(is_seen()) << "its status does not show it yet";
     EXPECT_THAT(sight_of_cycle(0b0010, before, now).notes, IsEmpty());
-    now.all.ports[port_2].status.status = 2;
+    now.all.ports[second_port].status.status = 2;
     EXPECT_TRUE(is_seen());
     EXPECT_THAT(sight_of_cycle(0b0010, before, now).notes,
                 ElementsAre("port 2 (lan2) is on; no device has taken power yet."));
@@ -237,14 +237,14 @@ TEST(a_power_cycle, is_seen_once_it_has_begun_and_ended_and_the_port_is_on_again
 
 TEST(a_power_cycle, of_a_port_that_delivered_is_seen_when_it_delivers_again) {
     auto before = healthy_records();
-    before.all.ports[port_2].settings.enable = 1;
-    before.all.ports[port_2].status.pair_set[1].status = 1;
-    before.all.ports[port_2].status.status = 1;
+    before.all.ports[second_port].settings.enable = 1;
+    before.all.ports[second_port].status.pair_set[1].status = 1;
+    before.all.ports[second_port].status.status = 1;
     auto now = before;
-    now.all.cycles.port[port_2] = {.pending = false, .tick = 50};
+    now.all.cycles.port[second_port] = {.pending = false, .tick = 50};
     const auto sight_with = [&](std::uint32_t status) {
-        now.all.ports[port_2].status.status = status;
-        now.all.ports[port_2].status.pair_set[1].status = status;
+        now.all.ports[second_port].status.status = status;
+        now.all.ports[second_port].status.pair_set[1].status = status;
         return sight_of_cycle(0b0010, before, now);
     };
     for (const std::uint32_t status : {0U, 2U, 3U, 4U, 9U, 11U, 12U}) {
@@ -258,11 +258,11 @@ TEST(a_power_cycle, of_a_port_that_delivered_is_seen_when_it_delivers_again) {
 
 TEST(a_limit, below_what_a_port_drew_is_told_what_may_happen) {
     auto before = healthy_records();
-    before.all.ports[port_2].status.power_mw = 12'500;
+    before.all.ports[second_port].status.power_mw = 12'500;
     poe_client::port_settings_change change;
     const auto notes_at = [&](std::uint32_t limit_dw) {
         change.power_limit_dw = limit_dw;
-        return sight_of_port_change(port_2, change, before, before).notes;
+        return sight_of_port_change(second_port, change, before, before).notes;
     };
     EXPECT_THAT(notes_at(125), IsEmpty());
     EXPECT_THAT(notes_at(124), ElementsAre("port 2 (lan2) drew 12.5 W, more than this limit: the controller may switch "
@@ -284,12 +284,12 @@ TEST(a_limit, of_the_bank_below_what_all_ports_drew_is_told_what_may_happen) {
 
 TEST(a_power_cycle, of_a_port_that_may_have_no_power_does_not_wait_for_any) {
     auto before = healthy_records();
-    before.all.ports[port_2].settings.enable = 1;
-    before.all.ports[port_2].status.status = 1;  // not read anew yet
+    before.all.ports[second_port].settings.enable = 1;
+    before.all.ports[second_port].status.status = 1;  // not read anew yet
     before.all.system.settings.enable = 0;
     auto now = before;
-    now.all.cycles.port[port_2] = {.pending = false, .tick = 50};
-    now.all.ports[port_2].status.status = 0;
+    now.all.cycles.port[second_port] = {.pending = false, .tick = 50};
+    now.all.ports[second_port].status.status = 0;
     const auto seen = sight_of_cycle(0b0010, before, now);
     EXPECT_TRUE(all_seen(seen.aims));
     EXPECT_EQ(seen.aims.front().is.words, "over") << "it is not on again";

@@ -85,7 +85,7 @@ TEST(message, tells_a_socket_that_nobody_is_behind_from_what_is_no_socket) {
     const auto refused_at = [](const std::string& path) {
         return problem_of({failure_kind::no_daemon, ECONNREFUSED}, path, std::chrono::milliseconds(250));
     };
-    const std::string file = folder.path + "/file", link = folder.path + "/link", gone = folder.path + "/gone";
+    const std::string file = folder.path + "/file", link = folder.path + "/link", nothing = folder.path + "/nothing";
     std::ofstream(file) << "x";
     std::filesystem::create_symlink("file", link);
     for (const auto& [path, kind] :
@@ -95,7 +95,7 @@ TEST(message, tells_a_socket_that_nobody_is_behind_from_what_is_no_socket) {
         EXPECT_EQ(one.why, path + " is " + kind + ", not a socket");
         EXPECT_THAT(one.advice, HasSubstr("--socket"));
     }
-    EXPECT_THAT(refused_at(gone).why, HasSubstr("nobody is behind the socket"));
+    EXPECT_THAT(refused_at(nothing).why, HasSubstr("nobody is behind the socket"));
 }
 
 TEST(message, names_the_time_that_was_waited) {

@@ -61,10 +61,10 @@ TEST(time_arithmetic, a_difference_to_an_earlier_time_has_negative_seconds_and_f
 }
 
 TEST(time_arithmetic, a_difference_may_be_written_over_one_of_its_terms) {
-    system_time now{5, 300};
-    _nanodiff(now, {7, 100}, now);
-    EXPECT_EQ(now.seconds, 1);
-    EXPECT_EQ(now.nanoseconds, 999999800);
+    system_time time{5, 300};
+    _nanodiff(time, {7, 100}, time);
+    EXPECT_EQ(time.seconds, 1);
+    EXPECT_EQ(time.nanoseconds, 999999800);
 }
 
 TEST(time_arithmetic, sums_and_differences_agree_with_plain_nanoseconds) {

@@ -18,6 +18,7 @@
 #include "kernel_devices/device_server.h"
 #include "models/trap.h"
 #include "own_folder.h"
+#include "request_numbers.h"
 #include "sockets.h"
 
 namespace {
@@ -27,10 +28,6 @@ using testing::ContainsRegex;
 using testing::HasSubstr;
 
 using bytes = std::vector<std::uint8_t>;
-
-constexpr unsigned transact = 0xC010DD03;
-constexpr unsigned write_register = 0x8003D203;
-constexpr unsigned read_register = 0x4002D201;
 
 struct kernel_answer {
     std::uint64_t unique;

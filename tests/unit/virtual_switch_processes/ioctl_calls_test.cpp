@@ -7,16 +7,14 @@
 
 #include <gmock/gmock.h>
 
+#include "request_numbers.h"
+
 namespace {
 
 using namespace vswitch;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
-
-constexpr unsigned transact = 0xC010DD03;
-constexpr unsigned write_register = 0x8003D203;
-constexpr unsigned read_register = 0x4002D201;
 
 using bytes = std::vector<std::uint8_t>;
 
