@@ -42,6 +42,10 @@ if(POE_SANITIZE)
     target_compile_options(poe_instrumented INTERFACE
         -fsanitize=${POE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(poe_instrumented INTERFACE -fsanitize=${POE_SANITIZE})
+    if(POE_SANITIZE STREQUAL thread)
+        target_sources(poe_instrumented INTERFACE
+            $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:${PROJECT_SOURCE_DIR}/cmake/thread_sanitizer_options.cpp>)
+    endif()
 endif()
 if(POE_FUZZ)
     target_compile_options(poe_instrumented INTERFACE -fsanitize=fuzzer-no-link)
