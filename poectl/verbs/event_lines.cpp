@@ -66,12 +66,12 @@ std::string csv_lines(const event& told, std::uint64_t sequence, const moment& w
         const facts one = field(plain);
         return one.is_object() ? one["name"] : one.is_null() ? field(in_mw) : one;
     };
-    facts row{{"sequence", sequence},          {"time", utc_text(when.time_ms)},  {"event", name_of(told.kind)},
-              {"port", field("port")},         {"interface", field("interface")}, {"pair_set", field("pair_set")},
-              {"was", value("was", "was_mw")}, {"is", value("is", "is_mw")},      {"text", plain_words(told)}};
+    facts columns{{"sequence", sequence},          {"time", utc_text(when.time_ms)},  {"event", name_of(told.kind)},
+                  {"port", field("port")},         {"interface", field("interface")}, {"pair_set", field("pair_set")},
+                  {"was", value("was", "was_mw")}, {"is", value("is", "is_mw")},      {"text", plain_words(told)}};
     constexpr section_shape shape{.key = "events", .record = "event", .is_list = true};
     picture table;
-    table.sections.push_back({.shape = shape, .items = {std::move(row)}});
+    table.sections.push_back({.shape = shape, .items = {std::move(columns)}});
     const std::string text = as_csv({.command = "watch", .seen = table, .error = {}});
     return sequence == 1 ? text : text.substr(text.find('\n') + 1);
 }
