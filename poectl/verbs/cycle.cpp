@@ -62,9 +62,15 @@ void add_cycle(command_line& line) {
 
 failure cycle(const command& asked, connection& daemon, picture& seen) {
     change_records before;
-    const failure error = look_at_ports(daemon, before);
+    failure error = look_at_ports(daemon, before);
     if (!succeeded(error)) return error;
-    const auto choice = choose_ports(asked, before);
+    auto choice = choose_ports(asked, before);
+    if ((choice.refused | choice.disabled) != 0) {
+        // So looks a port, too, whose power-cycle ended between two of the answers.
+        error = look_at_ports(daemon, before);
+        if (!succeeded(error)) return error;
+        choice = choose_ports(asked, before);
+    }
     const auto ports = choice.ports;
     if (choice.refused != 0) {
         tell_refusal(choice.refused, seen);

@@ -24,6 +24,7 @@ LINES = {
     "energy port": "energy 2", "energy reset": "energy reset all --no-wait", "energy keep": "energy on --no-wait",
     "energy inject": "energy inject 90 --no-wait", "counters": "counters",
     "check": "check -w 50% -c 250 --delivering 1 --errors-warning 5", "doctor": "doctor"}
+ALL_PORT_SETTINGS, PORT_1_ENABLED = 2, 9
 OF_THE_DAEMON = [command for command in LINES if command not in ("check", "doctor")]
 FORMATS = ["table", "json", "jsonl", "csv", "kv"]
 PLUGIN_UNKNOWN = 3
@@ -305,6 +306,22 @@ def test_a_change_that_is_not_answered_may_have_been_taken(place, command, form)
         told = validated(run, command)[0]
         error = told["error"] if form == "json" else told
         assert error["name"] == "no_answer" and error["advice"].startswith("look with 'poectl ")
+
+
+def test_a_port_whose_power_cycle_ended_between_two_answers_is_not_taken_for_a_disabled_one(place):
+    settings = []
+
+    def answer(request):
+        reply = bytearray(reply_to(request))
+        if request[0] == ALL_PORT_SETTINGS:
+            reply[PORT_1_ENABLED] = len(settings) > 0
+            settings.append(request)
+        return bytes(reply)
+
+    with StandIn(place, answer):
+        run = poectl(place, "cycle 1 --no-wait", "--format", "json")
+    assert (run.returncode, run.stderr) == (0, "") and len(settings) > 1
+    assert validated(run, "cycle")[0]["change"]["accepted"]
 
 
 @pytest.mark.parametrize("command", CHANGES)
