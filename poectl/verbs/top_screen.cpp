@@ -183,6 +183,18 @@ std::vector<screen_line> broken(const std::vector<screen_line>& lines, std::size
     return all;
 }
 
+// Empty lines go first; whatever else goes is told.
+void leave_out_what_does_not_fit(std::vector<screen_line>& lines, std::size_t room) {
+    const auto empty = [](const screen_line& line) {
+        return std::ranges::all_of(line, [](const cell& one) { return one.text.empty(); });
+    };
+    for (auto line = lines.begin(); line != lines.end() && lines.size() > room;)
+        line = empty(*line) ? lines.erase(line) : line + 1;
+    if (lines.size() <= room) return;
+    lines.resize(room);
+    if (room > 0) lines.back() = {cell("and more, on a higher terminal", tone::attention)};
+}
+
 }  // namespace
 
 std::optional<hour_of_power> recorded_hour(const std::array<poe_client::port_energy, poe_client::port_count>& ports) {
@@ -272,7 +284,7 @@ std::vector<screen_line> top_screen(const top_picture& seen, const top_view& vie
             if (lines.size() + plot.size() <= size.lines) add(plot);
         }
     }
-    lines.resize(std::min(lines.size(), size.lines));
+    leave_out_what_does_not_fit(lines, size.lines);
     for (auto& line : lines)
         cut(line, size.columns);
     return lines;

@@ -109,6 +109,18 @@ TEST(the_screen, never_leaves_its_size_and_leaves_out_the_plot_first) {
     EXPECT_THAT(with_details, Not(HasSubstr("last hour")));
 }
 
+TEST(the_screen, leaves_out_an_empty_line_before_a_port_and_tells_what_does_not_fit) {
+    const auto all_ports = plain(top_screen(busy_switch(), {}, {.lines = 7, .columns = 80}));
+    ASSERT_EQ(all_ports.size(), 7U);
+    EXPECT_THAT(all_ports[6], StartsWith("  4    lan4"));
+
+    const auto wrapped_budget = plain(top_screen(busy_switch(), {}, {.lines = 7, .columns = 30}));
+    ASSERT_EQ(wrapped_budget.size(), 7U);
+    EXPECT_EQ(wrapped_budget[6], "and more, on a higher terminal");
+    const auto help = plain(top_screen(busy_switch(), {.help = true}, {.lines = 7, .columns = 60}));
+    EXPECT_EQ(help.back(), "and more, on a higher terminal");
+}
+
 TEST(the_screen, says_what_keeps_it_from_being_new) {
     auto seen = busy_switch();
     seen.trouble = {.exit_status = 4, .what = "no answer", .why = "none within 1000 ms", .advice = ""};
