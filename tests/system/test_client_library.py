@@ -365,7 +365,9 @@ def test_everything_public_in_the_module_is_typed_and_explained(poe_client):
     assert (MODULES / "poe_client/py.typed").exists()
 
 
-def test_the_module_asks_every_question(daemon, poe_client):
+def test_the_module_asks_every_question(daemon, poe_client, world):
+    world.wait_for("the ports to be read", lambda: poe_client.Status.NOT_READ_YET not in
+                   [port.status for port in daemon.get_whole_status().port])
     assert daemon.get_system_settings() == poe_client.SystemSettings(True, 0, 0, 95, 0, 0)
     ports = daemon.get_all_port_settings()
     assert ports[3] == poe_client.PortSettings(3, False, poe_client.Priority.LOW, False, 2, 10, 90000)
