@@ -1,6 +1,4 @@
 """What bench/instructions makes of callgrind's dumps, and what it complains about."""
-import importlib.machinery
-import importlib.util
 import json
 import pathlib
 
@@ -44,11 +42,8 @@ fn=(15) again'2
 
 
 @pytest.fixture
-def instructions(tmp_path, monkeypatch):
-    loader = importlib.machinery.SourceFileLoader("instructions", str(SCRIPT))
-    module = importlib.util.module_from_spec(importlib.util.spec_from_loader("instructions", loader))
-    monkeypatch.setattr("sys.dont_write_bytecode", True)
-    loader.exec_module(module)
+def instructions(tmp_path, monkeypatch, script):
+    module = script(SCRIPT)
     module.COUNTS = tmp_path / "instructions.json"
     monkeypatch.setattr(module, "compiler", lambda: "g++ 12")
     return module

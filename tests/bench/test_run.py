@@ -1,6 +1,4 @@
 """What bench/run makes of a subject's numbers, and what a whole run ends with."""
-import importlib.machinery
-import importlib.util
 import itertools
 import json
 import pathlib
@@ -15,18 +13,10 @@ SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "bench/run"
 BENCH = types.SimpleNamespace(is_smoke=True, rounds=3, tree=None)
 
 
-def loaded(monkeypatch):
-    monkeypatch.setattr("sys.dont_write_bytecode", True)
-    loader = importlib.machinery.SourceFileLoader("bench_run", str(SCRIPT))
-    module = importlib.util.module_from_spec(importlib.util.spec_from_loader("bench_run", loader))
-    loader.exec_module(module)
-    return module
-
-
 @pytest.fixture
-def rows_of(monkeypatch):
+def rows_of(monkeypatch, script):
     """rows_of(product, floor): what is measured of two contenders that are functions of their round."""
-    module = loaded(monkeypatch)
+    module = script(SCRIPT)
 
     def contender(sample):
         def generator(*_):
@@ -97,9 +87,9 @@ class Numbers:
 
 
 @pytest.fixture
-def run(monkeypatch, tmp_path):
+def run(monkeypatch, script, tmp_path):
     """run(words, numbers, control): what the run ends with, and its JSON. The trees are names, nothing is built."""
-    module = loaded(monkeypatch)
+    module = script(SCRIPT)
     built = []
     tree_of = {OURS: types.SimpleNamespace(revision=OURS, build=tmp_path),
                REVISION: types.SimpleNamespace(revision=REVISION, build=tmp_path / "other")}

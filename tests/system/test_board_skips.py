@@ -2,8 +2,6 @@
 behind a scenario that failed."""
 import argparse
 import contextlib
-import importlib.machinery
-import importlib.util
 import os
 import re
 import shutil
@@ -33,13 +31,10 @@ class Machine:
 
 
 @pytest.fixture
-def board(monkeypatch, tmp_path):
+def board(monkeypatch, script, tmp_path):
     """board(said, without_cuse, modules): whether the run ended well."""
     monkeypatch.syspath_prepend(str(BOARD))
-    monkeypatch.setattr(sys, "dont_write_bytecode", True)
-    loader = importlib.machinery.SourceFileLoader("board_run", str(BOARD / "run"))
-    module = importlib.util.module_from_spec(importlib.util.spec_from_loader("board_run", loader))
-    loader.exec_module(module)
+    module = script(BOARD / "run")
 
     def run(said, without_cuse=False, modules=None, cell=lambda *_: None):
         folder = tmp_path / "packages/lib/modules/6.1/kernel"

@@ -1,8 +1,4 @@
 """What the coverage run lets pass: nothing but lines that a waiver names, one each, ten at most, and none in vain."""
-import importlib.machinery
-import importlib.util
-import sys
-
 import pytest
 
 from world import PROJECT
@@ -18,12 +14,9 @@ COPIES = 6
 
 
 @pytest.fixture
-def judged(monkeypatch, tmp_path):
+def judged(monkeypatch, script, tmp_path):
     """judged(waivers, unreached): whether the run ends well when lines of a source are never run, and what is waived."""
-    monkeypatch.setattr(sys, "dont_write_bytecode", True)
-    loader = importlib.machinery.SourceFileLoader("coverage_run", str(PROJECT / "tests/coverage/run"))
-    coverage = importlib.util.module_from_spec(importlib.util.spec_from_loader("coverage_run", loader))
-    loader.exec_module(coverage)
+    coverage = script(PROJECT / "tests/coverage/run")
     (tmp_path / "room").mkdir()
     (tmp_path / "room/answer.cpp").write_text(SOURCE * COPIES)
 

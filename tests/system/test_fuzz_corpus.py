@@ -1,6 +1,4 @@
 """How inputs get into the fuzzers' committed corpus: a line each, in order, and never twice."""
-import importlib.machinery
-import importlib.util
 import sys
 
 import pytest
@@ -18,12 +16,9 @@ cp "$2"/* "$1"
 
 
 @pytest.fixture
-def fuzz(monkeypatch, tmp_path):
+def fuzz(monkeypatch, script, tmp_path):
     """The program, over a tree of its own where the text has two inputs and a long run found two."""
-    monkeypatch.setattr(sys, "dont_write_bytecode", True)
-    loader = importlib.machinery.SourceFileLoader("fuzz_run", str(PROJECT / "tests/fuzz/run"))
-    program = importlib.util.module_from_spec(importlib.util.spec_from_loader("fuzz_run", loader))
-    loader.exec_module(program)
+    program = script(PROJECT / "tests/fuzz/run")
     monkeypatch.setattr(program, "CORPUS", tmp_path)
     monkeypatch.setattr(program, "BUILD", tmp_path / "build")
     monkeypatch.setattr(program, "build", lambda: None)
