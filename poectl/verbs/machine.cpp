@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <sstream>
 
 #include "core/paths.h"
 #include "poe_client/requests.h"
@@ -49,10 +50,12 @@ std::string contents_of(const std::string& path, std::size_t most) {
     return text;
 }
 
-// A file of the kernel's, which has no size.
+// A file of the kernel's, which has no size. What it tells of a process ends with that process: what was read until
+// then counts, and a failed read is no exception here.
 std::string kernel_text(const std::string& path) {
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return std::move(text).str();
 }
 
 std::string first_line(std::string text) {

@@ -1,5 +1,4 @@
 """The operator's command on a switch that works, on one that does not answer, and on none."""
-import json
 import os
 import re
 
@@ -226,7 +225,7 @@ def test_help_of_a_command_is_what_stands_behind_its_name(world):
 
 
 def test_doctor_finds_nothing_wrong_with_the_links_of_a_virtual_switch(world):
-    found = json.loads(world.poectl("doctor", "--json").stdout)
+    found = world.poectl_json("doctor")
     links = [one for one in found["checks"] if one["check"] == "interface"]
     assert [(one["subject"], one["result"]) for one in links] == [(f"lan{port}", "ok") for port in (1, 2, 3, 4)]
 

@@ -40,7 +40,7 @@ def test_a_controller_that_does_not_answer_is_found_while_the_daemon_goes_on_tel
     world = make_world(speed=1)
     world.wait_for("every port to be polled", lambda: is_polled(world))
     assert world.poectl("check").returncode == 0
-    healthy = json.loads(world.poectl("doctor", "--json").stdout)["checks"]
+    healthy = world.poectl_json("doctor")["checks"]
     assert [one["result"] for one in healthy if one["check"] == "controller"] == ["ok"]
     before = world.poectl("status").stdout
     world.vswitch("fault", "no-answer")

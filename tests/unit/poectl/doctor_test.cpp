@@ -148,6 +148,16 @@ TEST_F(a_machine, is_not_said_to_run_several_daemons_by_a_user_who_may_not_know_
     }
 }
 
+// A folder opens and cannot be read, as the files of a process do that ends in between.
+TEST_F(a_machine, is_examined_while_its_processes_come_and_go) {
+    make_process("10", "poe_drv", "");
+    make_folder("/proc/11/comm");
+    write("/proc/12/comm", "poe_drv\n");
+    make_folder("/proc/12/maps");
+    expect_bad(only(examine_instances(here)), verdict::warning, "runs as processes 10, 12;");
+    EXPECT_THAT(examine_libraries(here), SizeIs(3));
+}
+
 TEST_F(a_machine, is_never_told_to_remove_what_nobody_knows) {
     for (const char* path :
          {"/dev/poe_kernel_drv", "/dev/cpld_rtl819x", "/flash", "/tmp/snmp_proc_pipe", "/tmp/daemon"})
