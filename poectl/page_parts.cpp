@@ -1,5 +1,6 @@
 #include "poectl/page_parts.h"
 
+#include "poectl/port_facts.h"
 #include "poectl/words.h"
 
 namespace poectl {
@@ -33,6 +34,17 @@ std::string known_tenths(bool known, std::int64_t thousandths) {
 std::string schedule_words(std::int8_t obeys, std::int8_t period_on) {
     if (obeys == 0) return unknown_cell;
     return std::string(on_off(period_on > 0)) + " period";
+}
+
+void add_controller(bool answers, picture& into) {
+    into.add("controller", controller_facts(answers));
+    if (answers) return;
+    into.caution = std::string(controller_is_silent) + all_is_old;
+    std::string what = controller_is_silent;
+    what.front() = 'T';
+    block line;
+    line.rows.push_back({cell(what, tone::bad), ": what follows is what it told last."});
+    into.page.insert(into.page.begin(), std::move(line));
 }
 
 block power_cycle_lines(std::span<const port_reading> ports) {

@@ -94,6 +94,7 @@ struct picture {
     std::vector<block> page;
     std::string verbatim;   // shown as it is in every format, in place of everything else
     std::string complaint;  // for standard error, beside what is shown
+    std::string caution;    // likewise, where the format has no room for it
     int exit_status = exit_done;
     std::optional<problem> error;  // for programs: of a verb that shows something in spite of a failure
 

@@ -13,9 +13,9 @@ namespace poectl {
 
 using all_port_status = std::array<poe_client::port_status, poe_client::port_count>;
 
-void depict_status(const whole_reading& all, bool why, picture& seen);
-void depict_port(const port_reading& port, bool why, picture& seen);
-void depict_system(const system_reading& system, picture& seen);
+void depict_status(const whole_reading& all, bool why, picture& seen, bool controller_answers = true);
+void depict_port(const port_reading& port, bool why, picture& seen, bool controller_answers = true);
+void depict_system(const system_reading& system, picture& seen, bool controller_answers = true);
 void depict_bank(const poe_client::power_bank& bank, picture& seen);
 void depict_schedule(const all_port_status& ports, picture& seen);
 void depict_counters(const poe_client::communication_counters& counters, std::uint32_t deepest_queue, picture& seen);

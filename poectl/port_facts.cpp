@@ -84,6 +84,10 @@ facts port_facts(const port_reading& port) {
     return all;
 }
 
+facts controller_facts(bool answers) {
+    return {{"answers", answers}};
+}
+
 facts system_facts(const system_reading& system) {
     const auto& [status, settings] = system;
     const auto temperature_mc = known_temperature_mc(status);

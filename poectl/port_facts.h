@@ -14,6 +14,7 @@ facts coded(std::int64_t code, std::string_view name);
 
 facts port_facts(const port_reading& port);
 facts system_facts(const system_reading& system);
+facts controller_facts(bool answers);
 
 // What begins every item of a list of ports.
 facts port_name_facts(std::size_t port);

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "poe_client/connection.h"
+#include "poe_client/requests.h"
 #include "poe_client/result.h"
 #include "poe_client/status_codes.h"
 #include "poe_client/types.h"
@@ -31,6 +32,12 @@ struct whole_reading {
     poe_client::power_cycles cycles{};  // their ticks begin when the daemon starts
 };
 
+// When the controller does not answer the daemon, what the daemon says of status and power is what it read last.
+struct controller_reading {
+    poe_client::communication_counters counters;
+    bool answers = true;
+};
+
 // Each stops at the first failure, and leaves `into` alone then. The status is of one moment, the rest of the next.
 poe_client::failure read_whole(poe_client::connection& daemon, whole_reading& into);
 poe_client::failure read_port(poe_client::connection& daemon, std::uint8_t port, port_reading& into);
@@ -40,8 +47,7 @@ poe_client::failure read_system(poe_client::connection& daemon, system_reading& 
 // half a second: this is more than three of them in a row.
 inline constexpr std::chrono::milliseconds patience_with_the_controller{2000};
 
-// Does the controller answer the daemon? True as soon as a transaction has come to its good end since `before`. When it
-// does not, what the daemon says of status and power is what it read last.
+// Does the controller answer the daemon? True as soon as a transaction has come to its good end since `before`.
 poe_client::failure read_whether_controller_answers(poe_client::connection& daemon,
                                                     const poe_client::communication_counters& before, bool& into,
                                                     std::chrono::milliseconds patience = patience_with_the_controller);
@@ -55,6 +61,15 @@ template <typename answer>
 poe_client::failure take(poe_client::result<answer> outcome, answer& into) {
     if (outcome.ok()) into = outcome.value;
     return outcome.error;
+}
+
+// What `read` takes from the daemon, and beside it how the controller is.
+template <typename reader>
+poe_client::failure read_beside_controller(poe_client::connection& daemon, controller_reading& into, reader read) {
+    auto error = take(get_communication_counters(daemon), into.counters);
+    if (succeeded(error)) error = read();
+    if (succeeded(error)) error = read_whether_controller_answers(daemon, into.counters, into.answers);
+    return error;
 }
 
 // The class of the powered device: known while power is delivered and the controller reports one.

@@ -21,7 +21,7 @@ ended run(const command& asked, const look& how) {
     }
     return {.status = seen.exit_status,
             .out = rendered({.command = entry.name, .seen = seen, .error = seen.error}, how),
-            .err = seen.complaint};
+            .err = how.format == output_format::csv && seen.complaint.empty() ? seen.caution : seen.complaint};
 }
 
 }  // namespace poectl

@@ -83,7 +83,7 @@ std::vector<performance> performance_of(const checked_switch& seen, const check_
                         .maximum = watts(std::uint64_t{port.settings.power_limit_dw} * mw_a_dw)});
     }
     list.push_back({.label = "failed_transactions",
-                    .value = failed_transactions(seen.counters),
+                    .value = failed_transactions(seen.controller.counters),
                     .warning = limit_or_null(thresholds.errors_warning, as_it_is),
                     .critical = limit_or_null(thresholds.errors_critical, as_it_is),
                     .minimum = 0,
@@ -134,8 +134,8 @@ void put_finding(const check_finding& one, picture& into) {
 }
 
 void check_controller(const checked_switch& seen, std::vector<check_finding>& found) {
-    if (seen.controller_answers) return;
-    found.push_back({plugin_state::critical, "the controller does not answer poe_drv; all that is told is old"});
+    if (seen.controller.answers) return;
+    found.push_back({plugin_state::critical, std::string(controller_is_silent) + all_is_old});
 }
 
 void check_power(const checked_switch& seen, const check_thresholds& thresholds, std::vector<check_finding>& found) {
@@ -169,7 +169,7 @@ void check_ports(const checked_switch& seen, const check_thresholds& thresholds,
 }
 
 void check_errors(const checked_switch& seen, const check_thresholds& thresholds, std::vector<check_finding>& found) {
-    const std::uint64_t errors = failed_transactions(seen.counters);
+    const std::uint64_t errors = failed_transactions(seen.controller.counters);
     const auto reached = [&](const std::optional<std::uint32_t>& threshold) {
         return threshold && errors >= *threshold;
     };
@@ -286,9 +286,7 @@ void add_check(command_line& line) {
 
 poe_client::failure check(const command& asked, poe_client::connection& daemon, picture& seen) {
     checked_switch now{};
-    auto error = take(get_communication_counters(daemon), now.counters);
-    if (succeeded(error)) error = read_whole(daemon, now.all);
-    if (succeeded(error)) error = read_whether_controller_answers(daemon, now.counters, now.controller_answers);
+    const auto error = read_beside_controller(daemon, now.controller, [&] { return read_whole(daemon, now.all); });
     if (succeeded(error)) {
         depict_check(now, asked.thresholds, seen);
     } else {

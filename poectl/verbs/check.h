@@ -31,8 +31,7 @@ struct check_finding {
 // What the check looks at.
 struct checked_switch {
     whole_reading all;
-    poe_client::communication_counters counters;
-    bool controller_answers = true;  // else all that is seen is old
+    controller_reading controller{};
 };
 
 // Transactions with the controller that came to nothing.

@@ -27,16 +27,27 @@ std::vector<cell> unreachable_words(const problem& trouble) {
     return {cell(trouble.what, tone::bad), ": " + trouble.why};
 }
 
+std::vector<cell> silent_words(const char* effect) {
+    return {cell(controller_is_silent, tone::bad), effect};
+}
+
 event state_event(const observation& now) {
-    facts details{{"daemon", daemon_facts(now.trouble, false)}, {"system", nullptr}, {"ports", facts::array()}};
+    facts details{{"daemon", daemon_facts(now.trouble, false)},
+                  {"controller", nullptr},
+                  {"system", nullptr},
+                  {"ports", facts::array()}};
     if (now.trouble) {
         return {.kind = event_kind::state, .details = std::move(details), .words = unreachable_words(*now.trouble)};
     }
     const auto& [status, settings] = now.all.system;
+    details["controller"] = controller_facts(now.controller_answers);
     details["system"] = system_facts(now.all.system);
-    std::vector<cell> words{"PoE ", cell(enabled_word(settings.enable), settings.enable != 0 ? tone::good : tone::bad),
-                            ", " + watts(status.consumed_mw) + " of " + watts(status.total_mw) + " used, usage alarm ",
-                            status.alarm_raised ? cell("RAISED", tone::bad) : cell("not raised")};
+    std::vector<cell> words;
+    if (!now.controller_answers) words = silent_words("; what follows is old: ");
+    words.insert(words.end(),
+                 {"PoE ", cell(enabled_word(settings.enable), settings.enable != 0 ? tone::good : tone::bad),
+                  ", " + watts(status.consumed_mw) + " of " + watts(status.total_mw) + " used, usage alarm ",
+                  status.alarm_raised ? cell("RAISED", tone::bad) : cell("not raised")});
     for (const auto& port : now.all.ports) {
         details["ports"].push_back(port_facts(port));
         words.emplace_back("; " + port_words(port.status.port) + " ");
@@ -52,6 +63,13 @@ event daemon_event(const std::optional<problem>& trouble, bool restarted) {
             .words = trouble     ? unreachable_words(*trouble)
                      : restarted ? std::vector<cell>{cell("poe_drv was restarted", tone::attention)}
                                  : std::vector<cell>{cell("poe_drv answers again", tone::good)}};
+}
+
+event controller_event(bool answers) {
+    return {.kind = event_kind::controller,
+            .details = controller_facts(answers),
+            .words = answers ? std::vector<cell>{cell("the controller answers poe_drv again", tone::good)}
+                             : silent_words("; status and power stay as they were read last")};
 }
 
 facts status_facts(std::uint32_t status) {
@@ -126,7 +144,10 @@ std::vector<event> differences(whole_reading& told, const whole_reading& now, st
 }  // namespace
 
 news news_of(const told_state& told, const observation& now, std::uint32_t power_step_mw) {
-    news all{.events = {}, .told = {.nothing = false, .trouble = now.trouble, .all = now.all}};
+    news all{
+        .events = {},
+        .told = {
+            .nothing = false, .trouble = now.trouble, .all = now.all, .controller_answers = now.controller_answers}};
     const bool was_reachable = !told.nothing && !told.trouble;
     if (told.nothing) {
         all.events.push_back(state_event(now));
@@ -137,7 +158,10 @@ news news_of(const told_state& told, const observation& now, std::uint32_t power
         all.events = {daemon_event({}, was_reachable), state_event(now)};
     } else {
         all.told.all = told.all;
-        all.events = differences(all.told.all, now.all, power_step_mw);
+        if (told.controller_answers != now.controller_answers)
+            all.events.push_back(controller_event(now.controller_answers));
+        auto changes = differences(all.told.all, now.all, power_step_mw);
+        std::move(changes.begin(), changes.end(), std::back_inserter(all.events));
     }
     return all;
 }

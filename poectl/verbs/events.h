@@ -12,9 +12,10 @@
 
 namespace poectl {
 
-enum class event_kind : std::uint8_t { state, status, power, alarm, daemon };
+enum class event_kind : std::uint8_t { state, status, power, alarm, daemon, controller };
 
-inline constexpr std::array<std::string_view, 5> event_names{"state", "status", "power", "alarm", "daemon"};
+inline constexpr std::array<std::string_view, 6> event_names{"state", "status", "power",
+                                                             "alarm", "daemon", "controller"};
 
 constexpr std::string_view name_of(event_kind kind) {
     return event_names[static_cast<std::size_t>(kind)];
@@ -30,6 +31,7 @@ struct event {
 struct observation {
     std::optional<problem> trouble;  // none: it answered, and `all` is what it said
     whole_reading all{};
+    bool controller_answers = true;  // else `all` is old
 };
 
 // What the events have told so far.
@@ -37,6 +39,7 @@ struct told_state {
     bool nothing = true;
     std::optional<problem> trouble{};
     whole_reading all{};  // where power is what was told last, not what was seen last
+    bool controller_answers = true;
 };
 
 struct news {

@@ -131,17 +131,20 @@ void add_port(command_line& line) {
 
 failure show_port(const command& asked, connection& daemon, picture& seen) {
     port_reading port{};
-    const failure error = read_port(daemon, asked.port, port);
+    controller_reading controller{};
+    const failure error =
+        read_beside_controller(daemon, controller, [&] { return read_port(daemon, asked.port, port); });
     if (!succeeded(error)) return error;
-    depict_port(port, asked.why, seen);
+    depict_port(port, asked.why, seen, controller.answers);
     return {};
 }
 
-void depict_port(const port_reading& port, bool why, picture& seen) {
+void depict_port(const port_reading& port, bool why, picture& seen, bool controller_answers) {
     seen.add("ports", port_facts(port));
     seen.page = {headline(port.status),       power_cycle_lines(std::span(&port, 1)),
                  settings_list(port),         measured_list(port.status),
                  pair_set_table(port.status), events_list(port.status)};
+    add_controller(controller_answers, seen);
     if (why) {
         const auto& pair_sets = port.status.pair_set;
         explain(seen, {port.status.status, pair_sets[0].status, pair_sets[1].status});

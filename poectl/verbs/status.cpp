@@ -64,13 +64,14 @@ void add_status(command_line& line) {
 
 poe_client::failure show_status(const command& asked, poe_client::connection& daemon, picture& seen) {
     whole_reading all{};
-    const auto error = read_whole(daemon, all);
+    controller_reading controller{};
+    const auto error = read_beside_controller(daemon, controller, [&] { return read_whole(daemon, all); });
     if (!succeeded(error)) return error;
-    depict_status(all, asked.why, seen);
+    depict_status(all, asked.why, seen, controller.answers);
     return {};
 }
 
-void depict_status(const whole_reading& all, bool why, picture& seen) {
+void depict_status(const whole_reading& all, bool why, picture& seen, bool controller_answers) {
     seen.add("system", system_facts(all.system));
     std::set<std::uint32_t> statuses;
     for (const auto& port : all.ports) {
@@ -78,6 +79,7 @@ void depict_status(const whole_reading& all, bool why, picture& seen) {
         statuses.insert(port.status.status);
     }
     seen.page = {system_lines(all.system), port_table(all.ports), power_cycle_lines(all.ports)};
+    add_controller(controller_answers, seen);
     if (why) explain(seen, statuses);
 }
 

@@ -60,13 +60,14 @@ void add_system(command_line& line) {
 
 failure show_system(const command&, connection& daemon, picture& seen) {
     system_reading system{};
-    const failure error = read_system(daemon, system);
+    controller_reading controller{};
+    const failure error = read_beside_controller(daemon, controller, [&] { return read_system(daemon, system); });
     if (!succeeded(error)) return error;
-    depict_system(system, seen);
+    depict_system(system, seen, controller.answers);
     return {};
 }
 
-void depict_system(const system_reading& system, picture& seen) {
+void depict_system(const system_reading& system, picture& seen, bool controller_answers) {
     const auto& [status, settings] = system;
     const auto temperature_mc = known_temperature_mc(status);
     seen.add("system", system_facts(system));
@@ -82,6 +83,7 @@ void depict_system(const system_reading& system, picture& seen) {
          {"parameter 2", std::to_string(settings.parameter_2)},
          {"parameter 4", std::to_string(settings.parameter_4)},
          {"parameter 5", std::to_string(settings.parameter_5)}})};
+    add_controller(controller_answers, seen);
 }
 
 failure set_system(const command& asked, connection& daemon, picture& seen) {

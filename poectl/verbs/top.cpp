@@ -70,15 +70,16 @@ constexpr std::chrono::seconds record_interval{10};
 class live_picture {
   public:
     explicit live_picture(const command& asked)
-        : asked_(asked), daemon_(poe_client::daemon_socket_path(asked.socket_path), asked.timeout) {}
+        : daemon_(poe_client::daemon_socket_path(asked.socket_path), asked.timeout) {}
 
     void look() {
         const std::time_t now = std::time(nullptr);
-        observation one = observe(daemon_, asked_.timeout);
+        observation one = daemon_.look();
         picture_.trouble = one.trouble;
         if (!one.trouble) {
             picture_.known = true;
             picture_.all = one.all;
+            picture_.controller_answers = one.controller_answers;
             seen_.add(now, one.all.system.status.consumed_mw);
             look_at_record();
         }
@@ -95,13 +96,12 @@ class live_picture {
         read_record_ = steady::now();
         std::array<poe_client::port_energy, poe_client::port_count> ports{};
         for (std::uint8_t port = 0; port < poe_client::port_count; port++) {
-            if (!succeeded(take(get_port_energy(daemon_, port), ports[port]))) return;
+            if (!succeeded(take(get_port_energy(daemon_.daemon(), port), ports[port]))) return;
         }
         recorded_ = recorded_hour(ports);
     }
 
-    const command& asked_;
-    poe_client::connection daemon_;
+    observer daemon_;
     top_picture picture_;
     seen_hour seen_;
     std::optional<hour_of_power> recorded_;

@@ -57,9 +57,10 @@ screen_line title(const top_picture& seen, std::size_t columns) {
 }
 
 screen_line trouble_line(const top_picture& seen) {
+    constexpr const char* old = "; what follows is old";
+    if (!seen.trouble && seen.known && !seen.controller_answers) return {cell(controller_is_silent, tone::bad), old};
     if (!seen.trouble) return {};
-    return {cell(seen.trouble->what, tone::bad),
-            ": " + seen.trouble->why + (seen.known ? "; what follows is old" : "")};
+    return {cell(seen.trouble->what, tone::bad), ": " + seen.trouble->why + (seen.known ? old : "")};
 }
 
 screen_line budget_line(const system_reading& system, std::size_t columns) {

@@ -43,6 +43,7 @@ led_state led_of(const poe_client::port_status& port);
 struct top_picture {
     bool known = false;  // the daemon has answered once; `all` is its latest answer
     whole_reading all{};
+    bool controller_answers = true;    // else `all` is what it told last
     std::optional<problem> trouble{};  // why there is no newer one
     std::string time;                  // of the latest answer, or of now when there is none
     hour_of_power hour{};

@@ -8,11 +8,12 @@ namespace {
 
 // The first list of a verb makes the rows of its csv.
 constexpr section_shape explanations{"explanations", "explanation", true};
-constexpr std::array system_and_ports{section_shape{"system", "system", false}, section_shape{"ports", "port", true},
-                                      explanations};
+constexpr section_shape controller{"controller", "controller", false};
+constexpr std::array system_and_ports{controller, section_shape{"system", "system", false},
+                                      section_shape{"ports", "port", true}, explanations};
 constexpr std::array ports{section_shape{"ports", "port", true}};
-constexpr std::array ports_explained{section_shape{"ports", "port", true}, explanations};
-constexpr std::array system_alone{section_shape{"system", "system", false}};
+constexpr std::array ports_explained{controller, section_shape{"ports", "port", true}, explanations};
+constexpr std::array system_alone{controller, section_shape{"system", "system", false}};
 constexpr std::array bank{section_shape{"bank", "bank", false}};
 constexpr std::array change{section_shape{"change", "change", false},
                             section_shape{"changes", "setting", true, "port,interface,setting,was,wanted,is,seen"}};

@@ -71,7 +71,7 @@ class watching {
     int run() {
         const auto begin = steady::now();
         for (;;) {
-            auto [events, told] = news_of(told_, observe(daemon_, asked_.timeout), asked_.power_step_mw);
+            auto [events, told] = news_of(told_, daemon_.look(), asked_.power_step_mw);
             const bool first = told_.nothing;
             told_ = std::move(told);
             if (first && told_.trouble && goes_on_after(1)) events.front().words.emplace_back("; waiting for it");
@@ -108,7 +108,7 @@ class watching {
 
     const command& asked_;
     look how_;
-    poe_client::connection daemon_;
+    observer daemon_;
     told_state told_;
     std::uint64_t sequence_ = 0;
 };

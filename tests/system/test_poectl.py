@@ -55,7 +55,7 @@ def powered(world, number, watts):
 def test_status_of_a_fresh_switch(world):
     seen = settle(world, "the first sweep", "status",
                   lambda seen: all(one["status"]["code"] == 0 for one in seen["ports"]) and seen)
-    assert list(seen) == ["schema_version", "command", "error", "system", "ports", "explanations"]
+    assert list(seen) == ["schema_version", "command", "error", "controller", "system", "ports", "explanations"]
     assert (seen["schema_version"], seen["command"], seen["error"]) == (1, "status", None)
     assert seen["system"]["total_mw"] == 300000 and seen["system"]["consumed_mw"] == 0
     assert [(one["port"], one["interface"]) for one in seen["ports"]] == [

@@ -36,18 +36,31 @@ def outside(world, *words):
     return [*words_that_start(PREFIX / "bin/poectl"), *map(str, words), "--socket", str(world.tmp / DAEMON_SOCKET)]
 
 
+def without_temperature(page):
+    """Of the controller: the daemon asks for it when it is asked, so it is unknown at once."""
+    return [line for line in page.splitlines() if "controller" not in line]
+
+
 def test_a_controller_that_does_not_answer_is_found_while_the_daemon_goes_on_telling_what_it_read(make_world):
     world = make_world(speed=1)
     world.wait_for("every port to be polled", lambda: is_polled(world))
     assert world.poectl("check").returncode == 0
     healthy = world.poectl_json("doctor")["checks"]
     assert [one["result"] for one in healthy if one["check"] == "controller"] == ["ok"]
-    before = world.poectl("status").stdout
+    verbs = (("status",), ("port", "1"), ("system",))
+    before = {verb: without_temperature(world.poectl(*verb).stdout) for verb in verbs}
     world.vswitch("fault", "no-answer")
     run = world.poectl("check")
     assert run.returncode == 2
     assert run.stdout.startswith("POE CRITICAL - the controller does not answer poe_drv; all that is told is old | ")
-    assert world.poectl("status").stdout.splitlines()[2:] == before.splitlines()[2:]
+    for verb in verbs:
+        run = world.poectl(*verb)
+        first, rest = run.stdout.split("\n\n", 1)
+        assert first == "The controller does not answer poe_drv: what follows is what it told last."
+        assert (run.returncode, without_temperature(rest), run.stderr) == (0, before[verb], "")
+    run = world.poectl("status", "--format", "csv")
+    assert (run.returncode, run.stderr) == (0, "poectl: the controller does not answer poe_drv; all that is told is old\n")
+    assert not VALIDATOR.validate(told := world.poectl_json("status")) and told["controller"] == {"answers": False}
     run = world.poectl("doctor", "--json")
     told = json.loads(run.stdout)
     VALIDATOR.validate(told)
@@ -300,6 +313,22 @@ def test_watch_tells_the_whole_state_and_then_what_happens(make_world):
         done(world, "system", "set", "--threshold", "1")
         alarm = watching.until(lambda event: event["record"] == "alarm")
         assert alarm["raised"] and alarm["threshold_percent"] == 1
+
+
+def test_watch_tells_a_controller_that_falls_silent_and_answers_again(make_world):
+    world = make_world(speed=1)
+    with Watching(world) as watching:
+        assert watching.next()["controller"] == {"answers": True}
+        world.vswitch("fault", "no-answer")
+        assert not watching.until(lambda event: event["record"] == "controller")["answers"]
+        assert watching_once(world)["controller"] == {"answers": False}
+        world.vswitch("fault", "clear")
+        assert watching.until(lambda event: event["record"] == "controller")["answers"]
+
+
+def watching_once(world):
+    with Watching(world, "--once") as watching:
+        return watching.next()
 
 
 def test_watch_outlives_the_daemon(world):

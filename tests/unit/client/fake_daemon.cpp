@@ -105,6 +105,19 @@ fake_daemon::script healthy(std::uint8_t result) {
     };
 }
 
+fake_daemon::script with_controller(std::size_t from) {
+    return [from, answers = std::uint8_t{0}](const message& request, std::size_t number) mutable {
+        constexpr std::uint8_t counters_type = 12;
+        constexpr std::size_t correctly_executed_offset = 40;
+        auto replies = healthy()(request, number);
+        if (request.front() != counters_type) return replies;
+        if (number >= from) answers++;
+        auto& count = replies.front()[correctly_executed_offset];
+        count = static_cast<std::uint8_t>(count + answers);
+        return replies;
+    };
+}
+
 std::string hex(const message& bytes) {
     std::string text;
     for (std::size_t i = 0; i < bytes.size(); i++) {

@@ -68,6 +68,10 @@ class fake_daemon {
 // Answers every query from the known messages, by type; settings are accepted, or refused when `result` is 1.
 fake_daemon::script healthy(std::uint8_t result = 0);
 
+// As healthy(), with a controller: one more of its answers is counted whenever the counters are asked for, from the
+// request with this number on.
+fake_daemon::script with_controller(std::size_t from = 0);
+
 // Bytes as a table of offsets, for failures that can be read.
 std::string hex(const message& bytes);
 

@@ -401,7 +401,7 @@ TEST(bad_usage, is_told_to_programs_in_their_format) {
     const auto document = told("port 9 --json");
     EXPECT_EQ(document, json::parse(R"json({"schema_version": 1, "command": "port show", "error": {"name": "usage",
         "exit_status": 2, "message": "bad usage", "reason": "PORT: '9' is not a port from 1 to 4 (or its interface, lan1 to lan4)",
-        "advice": "poectl port --help"}, "ports": [], "explanations": []})json"))
+        "advice": "poectl port --help"}, "controller": null, "ports": [], "explanations": []})json"))
         << document;
     EXPECT_EQ(told("prt --format json")["command"], nullptr);
     EXPECT_EQ(told("prt --format json").size(), 3U);

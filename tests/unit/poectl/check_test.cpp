@@ -55,7 +55,7 @@ TEST(check, of_a_switch_that_is_well_is_ok) {
 
 TEST(check, of_a_controller_that_does_not_answer_is_critical_whatever_is_told_besides) {
     auto old = well();
-    old.controller_answers = false;
+    old.controller.answers = false;
     const auto seen = shown(old, {.power_warning = power_threshold{1000, false}});
     EXPECT_EQ(seen.exit_status, 2);
     EXPECT_THAT(page(seen),
@@ -127,16 +127,16 @@ TEST(check, is_critical_when_a_port_that_must_deliver_does_not) {
 
 TEST(check, counts_transactions_that_came_to_nothing) {
     auto seen = well();
-    seen.counters = {.total = 100,
-                     .rx_retry = 50,
-                     .rx_timeout = 1,
-                     .rx_chksum_error = 2,
-                     .tx_correctly_executed = 90,
-                     .tx_chksum_error = 3,
-                     .tx_subject_byte_conflict = 0,
-                     .tx_wrong_data_byte_value = 0,
-                     .undefined_key_value = 4};
-    EXPECT_EQ(failed_transactions(seen.counters), 10U);
+    seen.controller.counters = {.total = 100,
+                                .rx_retry = 50,
+                                .rx_timeout = 1,
+                                .rx_chksum_error = 2,
+                                .tx_correctly_executed = 90,
+                                .tx_chksum_error = 3,
+                                .tx_subject_byte_conflict = 0,
+                                .tx_wrong_data_byte_value = 0,
+                                .undefined_key_value = 4};
+    EXPECT_EQ(failed_transactions(seen.controller.counters), 10U);
     EXPECT_EQ(state_of(seen), plugin_state::ok);
     EXPECT_EQ(state_of(seen, {.errors_warning = 10}), plugin_state::warning);
     EXPECT_EQ(state_of(seen, {.errors_warning = 11}), plugin_state::ok);

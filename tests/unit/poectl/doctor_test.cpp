@@ -205,18 +205,8 @@ TEST(a_socket, that_nobody_answers_on_is_a_fault_with_its_reason) {
     expect_bad(found[1], verdict::fault, "no answer: poe_drv did not answer within");
 }
 
-// A daemon whose count of answered transactions goes on from the query with this number, and stands still before.
-fake_daemon::script talking_from(std::size_t first) {
-    return [first](const message& request, std::size_t number) {
-        constexpr std::size_t correctly_executed_offset = 40;
-        auto replies = healthy()(request, number);
-        if (number >= first) replies.front()[correctly_executed_offset]++;
-        return replies;
-    };
-}
-
 TEST(a_controller, that_answers_is_seen_at_the_daemons_next_transaction) {
-    fake_daemon daemon(talking_from(3));
+    fake_daemon daemon(with_controller(3));
     poe_client::connection connection(daemon.socket_path(), std::chrono::seconds(20));
     const auto found = examine_controller(connection);
     ASSERT_THAT(found, SizeIs(1));

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "poectl/verbs/event_lines.h"
+#include "poectl/verbs/observe.h"
 
 namespace {
 
@@ -132,6 +133,54 @@ TEST(the_usage_alarm, is_told_at_its_edges) {
     EXPECT_THAT(news_of(all.told, seen, step_mw).events, IsEmpty());
     seen.all.system.status.alarm_raised = false;
     EXPECT_EQ(news_of(all.told, seen, step_mw).events[0].details["raised"], false);
+}
+
+TEST(a_controller, that_falls_silent_and_answers_again_is_told_at_its_edges) {
+    auto silent = switch_at(2);
+    silent.controller_answers = false;
+    auto all = news_of(told(switch_at(1)), silent, step_mw);
+    ASSERT_THAT(kinds(all), ElementsAre("controller"));
+    EXPECT_EQ(all.events[0].details, facts({{"answers", false}}));
+    EXPECT_EQ(words_of(all.events[0]),
+              "the controller does not answer poe_drv; status and power stay as they were read last");
+    EXPECT_THAT(news_of(all.told, silent, step_mw).events, IsEmpty());
+    auto back = switch_at(3);
+    back.all.ports[1].status.status = 2;
+    all = news_of(all.told, back, step_mw);
+    ASSERT_THAT(kinds(all), ElementsAre("controller", "status"));
+    EXPECT_EQ(all.events[0].details, facts({{"answers", true}}));
+    EXPECT_EQ(words_of(all.events[0]), "the controller answers poe_drv again");
+}
+
+TEST(a_controller, that_is_silent_is_part_of_the_whole_state) {
+    auto silent = switch_at(1);
+    silent.controller_answers = false;
+    const auto all = news_of({}, silent, step_mw);
+    EXPECT_EQ(all.events[0].details["controller"], facts({{"answers", false}}));
+    EXPECT_THAT(words_of(all.events[0]),
+                StartsWith("the controller does not answer poe_drv; what follows is old: PoE enabled, "));
+    EXPECT_EQ(told(switch_at(1)).controller_answers, true);
+    EXPECT_EQ(news_of({}, switch_at(1), step_mw).events[0].details["controller"], facts({{"answers", true}}));
+    EXPECT_TRUE(news_of({}, {.trouble = gone}, step_mw).events[0].details["controller"].is_null());
+}
+
+TEST(a_controller, is_silent_when_no_transaction_came_to_its_good_end_for_two_seconds) {
+    using std::chrono::milliseconds;
+    const heard_controller::time_point begin{};
+    heard_controller heard;
+    EXPECT_EQ(heard.answers(7, begin), std::nullopt) << "one look does not tell";
+    heard.begin(7, true, begin);
+    EXPECT_EQ(heard.answers(7, begin + milliseconds(1999)), true);
+    EXPECT_EQ(heard.answers(7, begin + milliseconds(2000)), false);
+    EXPECT_EQ(heard.answers(8, begin + milliseconds(9000)), true);
+    EXPECT_EQ(heard.answers(8, begin + milliseconds(10999)), true) << "from the last one on";
+    EXPECT_EQ(heard.answers(8, begin + milliseconds(11000)), false);
+    EXPECT_EQ(heard.answers(0, begin + milliseconds(11001)), true) << "a daemon that was restarted counts anew";
+    heard.begin(3, false, begin);
+    EXPECT_EQ(heard.answers(3, begin + milliseconds(1)), false);
+    EXPECT_EQ(heard.answers(4, begin + milliseconds(2)), true);
+    heard.forget();
+    EXPECT_EQ(heard.answers(4, begin + milliseconds(3)), std::nullopt);
 }
 
 TEST(a_daemon_that_goes_away, is_told_once_for_each_reason_and_its_return_with_the_whole_state) {

@@ -201,7 +201,7 @@ TEST(a_narrow_terminal, has_plots_of_fewer_bars) {
 
 TEST(a_line_of_a_monitoring_plugin, is_whole_on_any_terminal) {
     picture seen = empty_picture(entry_of(verb::check).shape);
-    depict_check({.all = long_winded(1), .counters = {}}, {}, seen);
+    depict_check({.all = long_winded(1)}, {}, seen);
     EXPECT_EQ(page(seen, {.terminal = true, .width = 40}), page(seen));
 }
 

@@ -171,6 +171,23 @@ TEST(small_pages, show_system_bank_counters_and_schedules) {
     EXPECT_THAT(page(schedule), HasSubstr("   4  lan4       yes    off\n"));
 }
 
+TEST(pages_of_measurements, say_above_all_else_that_the_controller_is_silent) {
+    const auto all = everything();
+    const std::string line = "The controller does not answer poe_drv: what follows is what it told last.\n\n";
+    const auto beside = [&](verb which, auto depict) {
+        for (const bool answers : {true, false}) {
+            picture seen = empty_picture(entry_of(which).shape);
+            depict(seen, answers);
+            EXPECT_EQ(document(which, seen)["controller"], facts({{"answers", answers}}));
+            EXPECT_EQ(page(seen).starts_with(line), !answers) << page(seen);
+            EXPECT_EQ(seen.caution, answers ? "" : "the controller does not answer poe_drv; all that is told is old");
+        }
+    };
+    beside(verb::status, [&](picture& seen, bool answers) { depict_status(all, true, seen, answers); });
+    beside(verb::port_show, [&](picture& seen, bool answers) { depict_port(port_3(), true, seen, answers); });
+    beside(verb::system_show, [&](picture& seen, bool answers) { depict_system(all.system, seen, answers); });
+}
+
 TEST(shade_of_a_status, is_good_while_power_flows_and_bad_at_every_fault) {
     for (unsigned status = 0; status < 20; status++) {
         const bool fault = (status >= 3 && status <= 8) || status == 10 || status > 15;

@@ -69,7 +69,7 @@ ended poectl(const std::string& line, const std::string& socket, bool as_nobody 
 
 class program : public testing::Test {
   protected:
-    fake_daemon daemon{healthy()};
+    fake_daemon daemon{with_controller()};
     ended poectl(const std::string& line) { return ::poectl(line, daemon.socket_path()); }
     json json_of(const std::string& line) {
         const auto run = poectl(line + " --json");
@@ -129,6 +129,7 @@ TEST_F(program, one_port_as_json_is_still_an_array_of_ports_with_the_same_keys) 
 TEST_F(program, the_keys_of_json_stand_in_their_order) {
     const auto out = poectl("status --json").out;
     EXPECT_THAT(out, StartsWith("{\n  \"schema_version\": 1,\n  \"command\": \"status\",\n  \"error\": null,\n  "
+                                "\"controller\": {\n    \"answers\": true\n  },\n  "
                                 "\"system\": {\n    \"total_mw\": 300000,"));
 }
 

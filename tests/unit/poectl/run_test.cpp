@@ -17,7 +17,7 @@ constexpr std::chrono::milliseconds long_enough{20000};
 
 class run_command : public testing::Test {
   protected:
-    fake_daemon daemon{healthy()};
+    fake_daemon daemon{with_controller()};
     command asked;
     json seen;
 
@@ -43,19 +43,20 @@ class run_command : public testing::Test {
 
 TEST_F(run_command, status_gathers_one_moment_of_all_ports_with_their_settings_and_power_cycles) {
     run(verb::status);
-    EXPECT_THAT(types(), ElementsAre(11, 2, 15, 0));
+    EXPECT_THAT(types(), ElementsAre(12, 11, 2, 15, 0, 12));
     ASSERT_THAT(seen["ports"], SizeIs(4));
     EXPECT_EQ(seen["ports"][1]["settings"]["limit_mw"], 1000);
     EXPECT_EQ(seen["ports"][1]["power_cycle"]["on_again_s"], 0) << "25 ticks are 5 s, and its re-enable time is 5 s";
     EXPECT_EQ(seen["ports"][3]["power_cycle"]["on_again_s"], 30);
     EXPECT_EQ(seen["ports"][2]["power_cycle"]["pending"], false);
     EXPECT_EQ(seen["system"]["settings"]["threshold_percent"], 95);
+    EXPECT_EQ(seen["controller"], json::parse(R"({"answers": true})"));
 }
 
 TEST_F(run_command, port_show_asks_for_that_port) {
     asked.port = 2;
     run(verb::port_show);
-    EXPECT_THAT(types(), ElementsAre(6, 1, 15));
+    EXPECT_THAT(types(), ElementsAre(12, 6, 1, 15, 12));
     ASSERT_THAT(seen["ports"], SizeIs(1));
     EXPECT_EQ(seen["ports"][0]["port"], 3);
     EXPECT_EQ(seen["ports"][0]["settings"]["limit_mw"], 15400);
@@ -128,7 +129,7 @@ TEST_F(run_command, the_other_queries_ask_once) {
     EXPECT_EQ(seen["queue"]["deepest"], 3);
     run(verb::schedule_show);
     EXPECT_THAT(seen["ports"], SizeIs(4));
-    EXPECT_THAT(types(), ElementsAre(5, 0, 14, 12, 13, 7));
+    EXPECT_THAT(types(), ElementsAre(12, 5, 0, 12, 14, 12, 13, 7));
 }
 
 TEST_F(run_command, energy_asks_whether_it_is_kept_and_for_the_summary) {

@@ -129,6 +129,10 @@ TEST(the_screen, says_what_keeps_it_from_being_new) {
     const auto lines = plain(top_screen(seen, {}, {24, 80}));
     EXPECT_EQ(lines.size(), 2U);
     EXPECT_EQ(lines[1], "no answer: none within 1000 ms");
+    seen = busy_switch();
+    EXPECT_EQ(plain(top_screen(seen, {}, {24, 80}))[1], "");
+    seen.controller_answers = false;
+    EXPECT_EQ(plain(top_screen(seen, {}, {24, 80}))[1], "the controller does not answer poe_drv; what follows is old");
 }
 
 TEST(the_screen, shows_a_pending_power_cycle_and_a_raised_alarm) {
