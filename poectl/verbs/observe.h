@@ -56,16 +56,16 @@ class observer {
   private:
     // The first look, and the first one after the daemon was out of reach, wait until they know.
     poe_client::failure read(observation& seen) {
-        poe_client::communication_counters counters{};
-        auto error = take(get_communication_counters(daemon_), counters);
+        poe_client::communication_counters counted{};
+        auto error = take(get_communication_counters(daemon_), counted);
         if (succeeded(error)) error = read_whole(daemon_, seen.all);
         if (!succeeded(error)) return error;
-        const auto good = counters.tx_correctly_executed;
+        const auto good = counted.tx_correctly_executed;
         if (const auto answers = controller_.answers(good, std::chrono::steady_clock::now())) {
             seen.controller_answers = *answers;
             return {};
         }
-        error = read_whether_controller_answers(daemon_, counters, seen.controller_answers);
+        error = read_whether_controller_answers(daemon_, counted, seen.controller_answers);
         controller_.begin(good, seen.controller_answers, std::chrono::steady_clock::now());
         return error;
     }

@@ -109,5 +109,11 @@ def problems_of(world, pid, counts=None):
     return problems
 
 
+def pid_with_readings(world):
+    """The running daemon, once it has read every port: what a load program takes for a status is not there before."""
+    world.wait_for_readings()
+    return world.daemon()["pid"]
+
+
 def socket_of(world):
     return world.tmp / DAEMON_SOCKET

@@ -26,11 +26,6 @@ def done(world, *words):
     return run.stdout.splitlines()
 
 
-def is_polled(world):
-    """Whether the daemon knows the status of every port."""
-    return all(port["status"]["name"] != "not-read-yet" for port in world.poectl_json("status")["ports"])
-
-
 def outside(world, *words):
     """The words that start poectl outside of the world, which sees the daemon's socket all the same."""
     return [*words_that_start(PREFIX / "bin/poectl"), *map(str, words), "--socket", str(world.tmp / DAEMON_SOCKET)]
@@ -43,7 +38,7 @@ def without_temperature(page):
 
 def test_a_controller_that_does_not_answer_is_found_while_the_daemon_goes_on_telling_what_it_read(make_world):
     world = make_world(speed=1)
-    world.wait_for("every port to be polled", lambda: is_polled(world))
+    world.wait_for_readings()
     assert world.poectl("check").returncode == 0
     healthy = world.poectl_json("doctor")["checks"]
     assert [one["result"] for one in healthy if one["check"] == "controller"] == ["ok"]
@@ -107,7 +102,7 @@ def test_what_an_earlier_change_still_undoes_was_not_so_already(make_world):
 
 def test_what_was_so_is_done_only_when_the_daemon_has_come_to_it(make_world):
     world = make_world(speed=1)
-    world.wait_for("every port to be polled", lambda: is_polled(world))
+    world.wait_for_readings()
     world.vswitch("fault", "no-answer")
     run = world.poectl("port", "2", "set", "--enable", "off", "--timeout", "0.3")
     assert run.returncode == 7 and "it was so before, but poe_drv has not come to it yet" in run.stderr
@@ -119,7 +114,7 @@ def test_enabling_a_port_without_a_device_says_that_none_has_taken_power(world):
 
 def test_a_change_without_effect_in_time_is_7(make_world):
     world = make_world(speed=1)
-    world.wait_for("every port to be polled", lambda: is_polled(world))
+    world.wait_for_readings()
     world.vswitch("fault", "no-answer")
     run = world.poectl("port", "3", "set", "--enable", "on", "--timeout", "0.3")
     assert run.returncode == 7
@@ -145,7 +140,7 @@ def test_a_value_that_the_daemon_keeps_for_itself_is_7_at_once(world):
 
 
 def test_a_dry_run_changes_nothing(world):
-    world.wait_for("every port to be polled", lambda: is_polled(world))
+    world.wait_for_readings()
     before = world.poectl("status", "--json").stdout
     for line in ("port 1 set --enable on", "system set --enable off", "bank set 1", "schedule 1 off", "energy reset 1",
                  "energy on", "energy inject 5"):

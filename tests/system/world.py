@@ -217,6 +217,11 @@ class World:
             raise Refused(words, done.returncode, done.stderr.strip())
         return json.loads(done.stdout)
 
+    def wait_for_readings(self):
+        """Until the daemon knows the status of every port: there is none before its first sweep has ended."""
+        self.wait_for("every port to be read", lambda: all(
+            port["status"]["name"] != "not-read-yet" for port in self.poectl_json("status")["ports"]))
+
     @contextlib.contextmanager
     def frozen_controller(self):
         """Meanwhile the switch answers nobody: the daemon's supervision hangs in its next transaction, and every

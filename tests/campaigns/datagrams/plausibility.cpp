@@ -73,7 +73,8 @@ std::string system_status(view block) {
     return is_zero(block.subspan(17, 3)) ? "" : "something in the unused bytes";
 }
 
-// 11 is nothing's code, and 14 and 15 are said by traps only. The controller knows no state that is passed on as it is.
+// 11 is told until a port is read for the first time, which is over before anybody looks; 14 and 15 are said by traps
+// only. The controller knows no state that is passed on as it is.
 bool is_status_code(std::uint32_t code) {
     return code <= 13 && code != 11;
 }
