@@ -111,13 +111,15 @@ std::string exclusion_words(const CLI::App& app, const std::string& told) {
            " do not go together";
 }
 
-// The parser says "A: 1 required W missing" and "A: At Most 1 required but received 2".
+// The parser says "A: 1 required W missing", without W where it has no name, and "A: At Most 1 required but received
+// 2".
 std::string count_words(const std::string& told) {
     constexpr std::string_view none = ": 1 required ", missing = " missing", many = ": At Most 1 required";
     const std::size_t begin = told.find(none), end = told.rfind(missing);
-    if (begin != std::string::npos && end != std::string::npos && end > begin + none.size()) {
-        const std::size_t value = begin + none.size();
-        return told.substr(0, begin) + ": " + told.substr(value, end - value) + " is missing";
+    if (begin != std::string::npos && end != std::string::npos && end >= begin + none.size()) {
+        const std::size_t at = begin + none.size();
+        const std::string value = told.substr(at, end - at);
+        return told.substr(0, begin) + ": " + (value.empty() ? "its value" : value) + " is missing";
     }
     const std::size_t at = told.find(many);
     return at == std::string::npos ? told : told.substr(0, at) + " is there more than once";

@@ -64,6 +64,13 @@ class help_format : public CLI::Formatter {
         return "Usage: " + words + " [OPTIONS]\n";
     }
 
+    // A place that can be named as an option, too, is called the same there.
+    std::string make_option_name(const CLI::Option* option, bool is_place) const override {
+        const std::string name = CLI::Formatter::make_option_name(option, is_place);
+        const bool lacks_its_value = !is_place && option->get_positional() && option->get_type_name().empty();
+        return lacks_its_value ? name + " " + option->get_name(true) : name;
+    }
+
     std::string make_option_opts(const CLI::Option* option) const override {
         const std::string type = option->get_type_name();
         return type.empty() ? "" : " " + type;

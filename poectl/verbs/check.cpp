@@ -261,6 +261,9 @@ void add_check(command_line& line) {
     auto* check =
         line.add(line.app, "check", "for monitoring: ends with 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN", verb::check);
     check->group(group_keep_watch);
+    check->footer(
+        "The options that poectl --help lists are those of every command. The exit\n"
+        "statuses are these, in place of those that it lists.");
     const auto power = [&](const char* name, std::optional<power_threshold>& into, const char* help) {
         check
             ->add_option_function<std::string>(

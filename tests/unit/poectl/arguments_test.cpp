@@ -331,6 +331,9 @@ TEST(arguments, help_goes_to_standard_output_with_status_0) {
     }
     EXPECT_THAT(parse("--help").help, HasSubstr("Exit status: 0 done, 1 internal failure, 2 bad usage"));
     EXPECT_THAT(parse("port --help").help, HasSubstr("those of every\ncommand."));
+    EXPECT_THAT(parse("check --help").help, HasSubstr("The exit\nstatuses are these, in place of those"));
+    EXPECT_THAT(parse("check --help").help, testing::Not(HasSubstr("the exit statuses that poectl --help lists")));
+    EXPECT_THAT(parse("energy --help").help, HasSubstr("\n  --port PORT "));
     EXPECT_THAT(parse("--help-all").help, HasSubstr("--re-enable"));
     EXPECT_THAT(parse("port 1 set --help").help, HasSubstr("--re-enable"));
 }
@@ -362,6 +365,7 @@ TEST(bad_usage, names_the_wrong_word_the_nearest_one_and_the_help_of_the_command
         {"port set --enable on",
          "PORT: 'set' is not a port from 1 to 4 (or its interface, lan1 to lan4); it stands before 'set'\n"},
         {"port 2 set --limit", "--limit: W is missing\nTry: poectl help port set."},
+        {"energy --port", "--port: its value is missing\nTry: poectl energy --help."},
         {"status --socket", "--socket: PATH is missing\nTry: poectl status --help."},
         {"port 2 set --enable on --enable off", "--enable is there more than once\nTry: poectl help port set."},
     };
