@@ -28,7 +28,7 @@ VSWITCH_EMULATOR in the environment runs programs that are built for another mac
 such as "qemu-mipsel -L /usr/mipsel-linux-gnu".
 
 Exit status: 0 done, 1 refused, 2 usage, 3 no virtual switch,
-4 a kernel without CUSE (serve); run: the daemon's own.)";
+4 a kernel without CUSE (serve); run: the daemon's own; exec: the command's own.)";
 
 void declare_run(CLI::App& run, run_options& options) {
     run.add_option("--world", options.world,
