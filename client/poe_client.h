@@ -295,7 +295,7 @@ typedef struct poe_client_port_status {
     uint32_t voltage_mv;
     uint32_t current_ma;
     uint32_t power_mw;
-    int32_t temperature_mc;
+    int32_t temperature_mc; /* of a port that is switched off 0 also when it could not be read */
     poe_client_pair_set_status pair_set[POE_CLIENT_PAIR_SET_COUNT];
     poe_client_event_totals events;
     uint32_t reserved_2[4];

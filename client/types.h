@@ -124,7 +124,7 @@ struct port_status {
     std::uint32_t voltage_mv;
     std::uint32_t current_ma;
     std::uint32_t power_mw;
-    std::int32_t temperature_mc;
+    std::int32_t temperature_mc;  // of a port that is switched off 0 also when it could not be read
     std::array<pair_set_status, pair_set_count> pair_set;
     std::array<std::uint32_t, event_total_count> event_totals;  // since the daemon started; see event_overload
     bool operator==(const port_status&) const = default;

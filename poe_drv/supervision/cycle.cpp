@@ -54,7 +54,7 @@ void poll_disabled_system() REQUIRES(controller_user) {
         read_temperature_only(port);
 }
 
-// What the controller does not tell stays as the previous sweep had it.
+// A limit that the controller does not tell stays as the previous sweep had it; a temperature becomes 0.
 void end_sweep(supervision_state& state) REQUIRES(controller_user) EXCLUDES(g_mutex_poe_tick_thread) {
     poe_get_system_measurments(nullptr, &state.limit, nullptr, nullptr, &state.temperature);
     state.port = first_port;

@@ -116,7 +116,8 @@ class PowerBank:
 
 @dataclasses.dataclass(frozen=True)
 class SystemStatus:
-    """Power and temperature of the switch. `remaining_mw` is below 0 while more is consumed than there is."""
+    """Power and temperature of the switch. `remaining_mw` is below 0 while more is consumed than there is;
+    `temperature_mc` is the controller's, and 0 also when it could not be read."""
 
     total_mw: int
     consumed_mw: int
@@ -156,7 +157,8 @@ class EventTotals:
 
 @dataclasses.dataclass(frozen=True)
 class PortStatus:
-    """One port as the last sweep of the daemon found it. None: the port's state does not carry it."""
+    """One port as the last sweep of the daemon found it. None: the port's state does not carry it. `temperature_mc` of a
+    port that is switched off is 0 also when it could not be read."""
 
     port: int
     enable: bool
