@@ -56,12 +56,13 @@ problem problem_of(const poe_client::failure& failure, const std::string& socket
         case failure_kind::not_permitted:
             return not_permitted(socket_path);
         case failure_kind::timeout:
-            return {.exit_status = exit_no_answer,
-                    .what = "no answer",
-                    .why = "poe_drv did not answer within " + std::to_string(timeout.count()) + " ms",
-                    .advice =
-                        "a longer --answer-timeout; if that does not help, poe_drv hangs: restart it, and send its "
-                        "settings again"};
+            return {
+                .exit_status = exit_no_answer,
+                .what = "no answer",
+                .why = "poe_drv did not answer within " + std::to_string(timeout.count()) + " ms",
+                .advice =
+                    "a longer --answer-timeout; just started, poe_drv answers after seconds, with a silent controller "
+                    "after minutes; if that does not help, it hangs: restart it, and send its settings again"};
         case failure_kind::malformed:
             return {.exit_status = exit_no_answer,
                     .what = "no answer",

@@ -218,7 +218,7 @@ void examine_marks(const machine& where, std::vector<finding>& found) {
     if (is_there(where.root + controller_programming_mark_path)) {
         found.push_back({"programming", verdict::warning, controller_programming_mark_path,
                          "tells that programming the controller goes on, or was interrupted",
-                         "wait ten seconds; if it stays, restart poe_drv"});
+                         "wait ten seconds, or minutes while the controller is silent; if it stays, restart poe_drv"});
     }
 }
 

@@ -116,6 +116,7 @@ TEST_F(a_machine, tells_of_every_mark_in_flash) {
     expect_bad(found[3], verdict::warning, "damaged commands");
     expect_bad(found[4], verdict::fault, "serve nobody");
     expect_bad(found[5], verdict::warning, "interrupted");
+    EXPECT_THAT(found[5].mend, HasSubstr("minutes while the controller is silent"));
 }
 
 TEST_F(a_machine, counts_the_daemons_that_see_the_same_files) {

@@ -300,8 +300,9 @@ TEST(program_that_is, not_answered_after_it_sent_a_setting_says_that_it_may_have
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(run.err,
               "poectl: no answer: poe_drv did not answer within 50 ms; the change may have been taken all the same.\n"
-              "Try: look with 'poectl status' before you repeat it; a longer --answer-timeout; if that does not help, "
-              "poe_drv hangs: restart it, and send its settings again.\n");
+              "Try: look with 'poectl status' before you repeat it; a longer --answer-timeout; just started, "
+              "poe_drv answers after seconds, with a silent controller after minutes; if that does not help, it hangs: "
+              "restart it, and send its settings again.\n");
     EXPECT_EQ(settings_among(daemon.requests()), 1U);
 }
 
