@@ -16,7 +16,8 @@ std::string_view environment(const char* name) {
 }
 
 bool colour_on(bool terminal) {
-    return terminal && environment("NO_COLOR").empty() && environment("TERM") != "dumb";
+    const std::string_view kind = environment("TERM");
+    return terminal && environment("NO_COLOR").empty() && !kind.empty() && kind != "dumb";
 }
 
 std::size_t width_of_terminal() {

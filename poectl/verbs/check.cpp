@@ -138,8 +138,12 @@ void check_controller(const checked_switch& seen, std::vector<check_finding>& fo
     found.push_back({plugin_state::critical, std::string(controller_is_silent) + all_is_old});
 }
 
+// A daemon that met a silent controller when it started has programmed nothing, and does not try again.
+constexpr const char* no_budget = "the power budget is 0.0 W: no port gets power; restart poe_drv if nobody set it";
+
 void check_power(const checked_switch& seen, const check_thresholds& thresholds, std::vector<check_finding>& found) {
     const auto& system = seen.all.system;
+    if (system.status.total_mw == 0) found.push_back({plugin_state::critical, no_budget});
     const auto reached = [&](const std::optional<power_threshold>& threshold) {
         return threshold && system.status.consumed_mw >= threshold_mw(*threshold, system.status.total_mw);
     };

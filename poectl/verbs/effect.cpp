@@ -212,8 +212,8 @@ sight sight_of_port_change(std::uint8_t port, const poe_client::port_settings_ch
     add("re_enable_s", "off in a power-cycle", &settings::re_enable_s, change.re_enable_s, seconds, proof::record);
     const std::uint32_t drew_mw = before.all.ports[port].status.power_mw;
     if (change.power_limit_dw && drew_mw > std::uint64_t{*change.power_limit_dw} * mw_a_dw && !switches_off)
-        all.notes.push_back(drew_more(port_words(port), drew_mw, "switch it off. 'poectl port ") +
-                            std::to_string(panel_number(port)) + " --why' shows what it did.");
+        all.notes.push_back(drew_more(port_words(port), drew_mw, "switch it off, which 'poectl port ") +
+                            std::to_string(panel_number(port)) + " --why' would show.");
     if (change.enable || change.schedule_enable) {
         const auto wanted = merged(is, change);
         const bool on = should_deliver(now.all.system.settings, wanted, now.all.ports[port].status.schedule_on > 0);
@@ -263,7 +263,8 @@ sight sight_of_bank_change(std::uint16_t limit_w, const change_records& before, 
               .notes = {}};
     const std::uint32_t drew_mw = before.all.system.status.consumed_mw;
     if (drew_mw > std::uint64_t{limit_w} * mw_a_w)
-        all.notes.push_back(drew_more("All ports together", drew_mw, "switch ports off. 'poectl status' shows which."));
+        all.notes.push_back(
+            drew_more("All ports together", drew_mw, "switch ports off, which 'poectl status' would show."));
     return all;
 }
 

@@ -324,9 +324,16 @@ std::vector<finding> examine_controller(poe_client::connection& daemon, std::chr
     auto error = take(get_communication_counters(daemon), before);
     if (succeeded(error)) error = read_whether_controller_answers(daemon, before, answers, patience);
     if (!succeeded(error)) return {};
-    if (answers) return {{check, verdict::ok, subject, "answers poe_drv", ""}};
-    return {{check, verdict::fault, subject, "does not answer poe_drv: status and power of the ports are old",
-             "look at the controller's wiring and power; 'poectl counters' tells how its answers fail"}};
+    if (!answers) {
+        return {{check, verdict::fault, subject, "does not answer poe_drv: status and power of the ports are old",
+                 "look at the controller's wiring and power; 'poectl counters' tells how its answers fail"}};
+    }
+    poe_client::system_status system{};
+    if (succeeded(take(get_system_status(daemon), system)) && system.total_mw == 0) {
+        return {{check, verdict::fault, subject, "has a power budget of 0.0 W: no port gets power",
+                 "restart poe_drv, which programs the budget when it starts, or set one with 'poectl bank set'"}};
+    }
+    return {{check, verdict::ok, subject, "answers poe_drv", ""}};
 }
 
 std::vector<finding> examine_trap_pipe(const machine& where) {

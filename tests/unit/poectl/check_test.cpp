@@ -63,6 +63,16 @@ TEST(check, of_a_controller_that_does_not_answer_is_critical_whatever_is_told_be
                            "120.0 W of 300.0 W used, threshold 1.0 W | consumed_w=120.0;1.0;"));
 }
 
+TEST(check, of_a_switch_without_a_budget_is_critical) {
+    auto unprogrammed = well();
+    unprogrammed.all.system.status.consumed_mw = 0;
+    unprogrammed.all.system.status.total_mw = 0;
+    EXPECT_EQ(state_of(unprogrammed, {}), plugin_state::critical);
+    EXPECT_THAT(page(shown(unprogrammed, {.power_critical = power_threshold{1000, false}})),
+                StartsWith("POE CRITICAL - the power budget is 0.0 W: no port gets power; restart poe_drv if nobody "
+                           "set it | "));
+}
+
 TEST(check, of_power_begins_at_the_threshold) {
     const power_threshold below{120001, false}, at{120000, false}, at_percent{40000, true}, below_percent{40001, true};
     EXPECT_EQ(state_of(well(), {.power_warning = at}), plugin_state::warning);

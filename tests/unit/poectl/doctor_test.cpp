@@ -212,7 +212,21 @@ TEST(a_controller, that_answers_is_seen_at_the_daemons_next_transaction) {
     const auto found = examine_controller(connection);
     ASSERT_THAT(found, SizeIs(1));
     expect_good(found[0]);
-    EXPECT_THAT(daemon.requests(), SizeIs(4));
+    EXPECT_THAT(daemon.requests(), SizeIs(5)) << "and its budget is looked at";
+}
+
+TEST(a_controller, without_a_budget_is_a_fault) {
+    fake_daemon daemon([answer = with_controller()](const message& request, std::size_t number) mutable {
+        constexpr std::uint8_t system_status_type = 5;
+        constexpr std::size_t total_offset = 8, total_size = 4;
+        auto replies = answer(request, number);
+        if (request.front() == system_status_type) std::fill_n(&replies.front()[total_offset], total_size, 0);
+        return replies;
+    });
+    poe_client::connection connection(daemon.socket_path(), std::chrono::seconds(20));
+    const auto found = examine_controller(connection);
+    ASSERT_THAT(found, SizeIs(1));
+    expect_bad(found[0], verdict::fault, "has a power budget of 0.0 W");
 }
 
 TEST(a_controller, that_does_not_answer_is_a_fault) {

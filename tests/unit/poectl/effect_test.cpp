@@ -266,7 +266,7 @@ TEST(a_limit, below_what_a_port_drew_is_told_what_may_happen) {
     };
     EXPECT_THAT(notes_at(125), IsEmpty());
     EXPECT_THAT(notes_at(124), ElementsAre("port 2 (lan2) drew 12.5 W, more than this limit: the controller may switch "
-                                           "it off. 'poectl port 2 --why' shows what it did."));
+                                           "it off, which 'poectl port 2 --why' would show."));
     change.enable = 0;
     EXPECT_THAT(notes_at(124), IsEmpty()) << "it is switched off in any case";
 }
@@ -278,8 +278,8 @@ TEST(a_limit, of_the_bank_below_what_all_ports_drew_is_told_what_may_happen) {
     before.all.system.status.consumed_mw = 19'001;
     EXPECT_THAT(
         sight_of_bank_change(19, before, before).notes,
-        ElementsAre("All ports together drew 19.0 W, more than this limit: the controller may switch ports off. "
-                    "'poectl status' shows which."));
+        ElementsAre("All ports together drew 19.0 W, more than this limit: the controller may switch ports off, "
+                    "which 'poectl status' would show."));
 }
 
 TEST(a_power_cycle, of_a_port_that_may_have_no_power_does_not_wait_for_any) {

@@ -220,8 +220,10 @@ TEST_F(program, a_terminal_gets_colour_unless_it_has_none_or_nobody_wants_any) {
         insisting.emplace_back("--color=always");
         EXPECT_THAT(on_a_terminal(insisting), HasSubstr("\033[32m"));
     }
-    const set_variable dumb("TERM", "dumb");
-    EXPECT_THAT(on_a_terminal(words), Not(HasSubstr("\033")));
+    for (const char* without_colour : {"dumb", ""}) {
+        const set_variable kind("TERM", without_colour);
+        EXPECT_THAT(on_a_terminal(words), Not(HasSubstr("\033"))) << without_colour;
+    }
 }
 
 TEST_F(program, a_table_fits_a_terminal_of_80_columns) {
