@@ -6,7 +6,7 @@ namespace {
 
 using link_query = records_test;
 
-TEST_F(link_query, reads_the_word_of_the_asked_port) {
+TEST_F(link_query, reads_bit_8_of_the_word_of_the_asked_port_and_no_other_bit) {
     for (std::uint8_t up = 0; up < 4; up++) {
         the_world.link_up = {};
         the_world.link_up[up] = true;

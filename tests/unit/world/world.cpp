@@ -245,7 +245,7 @@ int link_mon_intf_param_get(void* record) {
     if (the_world.link_monitor_fails) return -1;
     auto* bytes = static_cast<std::uint8_t*>(record);
     for (std::size_t port = 0; port < the_world.link_up.size(); port++) {
-        const std::uint16_t word = the_world.link_up[port] ? 0x100 : 0;
+        const std::uint16_t word = the_world.link_up[port] ? 0x100 : 0xFEFF;  // the link's bit alone, or all others
         std::memcpy(bytes + 4 + 2 * port, &word, sizeof word);
     }
     return 0;
