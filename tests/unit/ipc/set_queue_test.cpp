@@ -356,6 +356,16 @@ TEST_F(set_queue, the_next_burst_gives_its_memory_back_too_and_a_handful_of_reco
     }
 }
 
+TEST_F(set_queue, a_queue_that_was_256_deep_is_a_burst_and_one_of_255_is_not) {
+    for (const int deepest : {255, 256}) {
+        for (int i = 0; i < deepest; i++)
+            push(numbered_record(0));
+        while (queue_has_records())
+            pop();
+        EXPECT_EQ(the_world.memory_returns, deepest == 256 ? 1 : 0) << deepest;
+    }
+}
+
 TEST_F(set_queue, a_burst_whose_last_record_does_not_fit_gives_its_memory_back_as_well) {
     for (int i = 0; i < 1000; i++)
         push(numbered_record(0));
