@@ -284,6 +284,14 @@ TEST_F(controller_init, an_unread_limit_leaves_even_a_budget_beyond_the_controll
     EXPECT_EQ(system_status().total_mw, 7000000u);
 }
 
+TEST_F(controller_init, a_limit_that_was_read_is_taken_even_if_it_is_what_an_unread_one_would_have_left) {
+    g_poe_power_budget = 7000;
+    poe_parameter_init();
+    controller.bank_limit = 4464;  // 70000 tenths of a watt in 16 bits
+    run_last_init();
+    EXPECT_EQ(system_status().total_mw, 446400u);
+}
+
 TEST_F(controller_init, an_unread_active_bank_still_takes_the_limit_of_bank_0) {
     controller.deaf_keys = {0x41};
     controller.bank_limit = 1234;
