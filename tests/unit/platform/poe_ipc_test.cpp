@@ -748,6 +748,11 @@ TEST_F(ipc_send_to_a_connected_client, where_nobody_can_tell_how_full_the_buffer
     EXPECT_EQ(send_to(daemon, connected_peer, reply, nullptr), -1);
 }
 
+TEST_F(ipc_send_to_a_connected_client, nothing_is_held_back_either_where_there_is_no_socket_to_ask) {
+    EXPECT_EQ(__poe_drv_ipc_send(-1, connected_peer.data(), "reply", 5, nullptr), -1);
+    EXPECT_EQ(errno, EBADF);  // what the kernel says about the send, so there was one
+}
+
 TEST_F(ipc_send_to_a_connected_client, one_that_reads_is_always_answered) {
     for (int i = 0; i < 100; i++) {
         ASSERT_EQ(send_to(daemon, connected_peer, reply, nullptr), 396);
