@@ -191,6 +191,14 @@ TEST_F(set_queue, every_length_up_to_56_is_taken_and_57_is_not) {
     stderr_of([&] { EXPECT_EQ(poe_internal_tx_queue_data(data.data(), 0xFFFFFFFFU), -1); });
 }
 
+TEST_F(set_queue, what_a_short_record_leaves_of_its_types_length_comes_out_as_zeros) {
+    push(bytes(56, 0xEE));
+    pop();  // its memory is the next record's
+    push({130, 7});
+
+    EXPECT_EQ(pop(), padded({130, 7}, 56));
+}
+
 TEST_F(set_queue, a_record_that_is_too_long_asks_for_no_memory_and_no_lock) {
     memory_watch memory;
     std::string said;
