@@ -161,6 +161,8 @@ TEST_F(port_events, a_sub_status_of_channel_a_makes_the_led_blink) {
 TEST_F(port_events, unchanged_channels_leave_the_led_alone) {
     changes_are_reported();
     recorded(1).port_type = 2;
+    recorded(1).channel[0].status = reading.channel[0].codes.status = 5;
+    recorded(1).channel[1].status = reading.channel[1].codes.status = 7;
     reading.channel[0].codes.sub_status = 1;
     recorded(1).status = 1;  // the port's own status does not count
     EXPECT_EQ(set_trap_meg_and_poe_led(1, reading), 0);
