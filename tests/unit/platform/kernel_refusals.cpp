@@ -30,6 +30,7 @@ constexpr std::size_t kernel_calls = 8;
 constinit std::array<ends, kernel_calls> ends_of_calls{};
 constinit std::array<std::atomic<int>, kernel_calls> calls{};
 constinit std::optional<netlink_message> waiting_message;
+constinit std::optional<std::size_t> most_of_next_read;
 
 // Whether the call fails, with errno set.
 bool is_refused(kernel_call call) {
@@ -73,6 +74,10 @@ void next_calls_end(kernel_call call, std::initializer_list<int> errors) {
         planned.errors.at(planned.count++) = error;
 }
 
+void next_read_gives_at_most(std::size_t bytes) {
+    most_of_next_read = bytes;
+}
+
 int calls_made(kernel_call call) {
     return calls[static_cast<std::size_t>(call)];
 }
@@ -82,10 +87,11 @@ void next_message_is(const netlink_message& message) {
 }
 
 bool everything_was_handed_out() {
-    const bool all = !waiting_message && std::ranges::all_of(ends_of_calls, [](const ends& planned) {
-        return planned.next == planned.count;
-    });
+    const bool all =
+        !waiting_message && !most_of_next_read &&
+        std::ranges::all_of(ends_of_calls, [](const ends& planned) { return planned.next == planned.count; });
     waiting_message.reset();
+    most_of_next_read.reset();
     ends_of_calls = {};
     return all;
 }
@@ -106,7 +112,10 @@ int lstat(const char* path, struct stat* found) noexcept {
 }
 
 ssize_t read(int descriptor, void* buffer, std::size_t capacity) {
-    return is_refused(kernel_call::read) ? -1 : syscall(SYS_read, descriptor, buffer, capacity);
+    if (is_refused(kernel_call::read)) return -1;
+    const std::size_t most = std::min(capacity, most_of_next_read.value_or(capacity));
+    most_of_next_read.reset();
+    return syscall(SYS_read, descriptor, buffer, most);
 }
 
 ssize_t recvfrom(int descriptor, void* buffer, std::size_t capacity, int flags, sockaddr* sender, socklen_t* length) {

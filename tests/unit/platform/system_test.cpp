@@ -234,6 +234,15 @@ TEST_F(system_door, a_file_whose_reading_a_signal_interrupts_is_read_whole) {
     EXPECT_TRUE(everything_was_handed_out());
 }
 
+TEST_F(system_door, a_file_that_comes_in_pieces_is_read_up_to_the_capacity_and_no_further) {
+    write_file(path, "0123456789");
+    for (const std::size_t capacity : {4U, 10U, 100U}) {
+        next_read_gives_at_most(3);
+        EXPECT_EQ(read_by_door(path, capacity), std::string("0123456789").substr(0, capacity));
+        EXPECT_TRUE(everything_was_handed_out());
+    }
+}
+
 TEST_F(system_door, a_medium_that_fails_while_a_file_is_read_gives_minus_1) {
     write_file(path, "0123456789");
     const int before = open_descriptors();
