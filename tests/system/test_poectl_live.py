@@ -67,6 +67,21 @@ def test_a_controller_that_does_not_answer_is_found_while_the_daemon_goes_on_tel
     world.wait_for("the controller to answer again", lambda: world.poectl("check").returncode == 0)
 
 
+def test_a_daemon_that_started_beside_a_silent_controller_is_found_until_it_is_restarted(make_world):
+    world = make_world(speed=1000, stopped=True, ready="started")
+    world.vswitch("fault", "no-answer")
+    world.start_daemon()
+    world.wait_for("the daemon to give the controller up", lambda: world.poectl("counters").returncode == 0)
+    world.vswitch("fault", "clear")
+    critical = "POE CRITICAL - the power budget is 0.0 W: no port gets power; restart poe_drv if nobody set it | "
+    world.wait_for("a sweep to end", lambda: world.poectl("check").stdout.startswith(critical))
+    assert world.poectl("check").returncode == 2
+    found = json.loads(world.poectl("doctor", "--json").stdout)["checks"]
+    assert [one["finding"] for one in found if one["check"] == "controller"] == ["has a power budget of 0.0 W: no port gets power"]
+    world.restart_daemon()
+    world.wait_for("the budget", lambda: world.poectl("check").returncode == 0)
+
+
 # --- a change is done when it has taken effect ------------------------------------------------------------------------
 
 
